@@ -1,0 +1,12 @@
+# Every library comes from Debian's packages (the set-up scripts install them); nothing is vendored.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
+find_package(nlohmann_json 3.11 REQUIRED)
+find_package(fmt 9 REQUIRED)
+find_package(Threads REQUIRED)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network DBus Test)
+if(KESTROW_BUILD_TESTS)
+    find_package(GTest REQUIRED)
+    include(GoogleTest)
+endif()

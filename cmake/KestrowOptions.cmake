@@ -1,0 +1,16 @@
+# One interface target carries every compile setting, so each library and test gets the same
+# language level, warnings and sanitizers by linking it.
+add_library(kestrow_options INTERFACE)
+target_compile_features(kestrow_options INTERFACE cxx_std_20)
+target_compile_options(kestrow_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+    -Wold-style-cast -Woverloaded-virtual -Wnull-dereference -Wimplicit-fallthrough
+    -Wcast-align -Wformat=2)
+if(KESTROW_WERROR)
+    target_compile_options(kestrow_options INTERFACE -Werror)
+endif()
+if(KESTROW_SANITIZE)
+    target_compile_options(kestrow_options INTERFACE
+        -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+    target_link_options(kestrow_options INTERFACE -fsanitize=address,undefined)
+endif()

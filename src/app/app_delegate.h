@@ -1,0 +1,64 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "app/app_services.h"
+#include "app/app_shell.h"
+#include "app/preferences_file_handle.h"
+#include "app/settings/settings_store.h"
+#include "app/stale_widget_check.h"
+#include "menu/menu_bar_state.h"
+#include "platform/login_items.h"
+#include "platform/notifications.h"
+#include "support/clock.h"
+#include "support/environment.h"
+#include "support/executor.h"
+#include "support/logger.h"
+
+namespace kestrow {
+
+// Decides what starts at launch and in which order, what happens when the user opens the app
+// again while it runs, and what stops at quit. Everything it touches is handed in, so the
+// orders are tested with recording stubs. Main thread only.
+class AppDelegate {
+public:
+    struct Dependencies {
+        EnvironmentLookup environment;
+        bool launchedAsLogInItem = false;
+        bool demo = false;
+        Clock& clock;
+        Executor& mainExecutor;
+        SettingsStore& standardStore;
+        LoginItems& loginItems;
+        UserNotifications& notifications;
+        StaleWidgetCheck& staleWidgetCheck;
+        PreferencesFileFactory makePreferencesFile;
+        AppServices services;
+        Service& wakeObserver;
+        AppShell& shell;
+        MenuBarState& menu;
+        Logger log;
+    };
+
+    explicit AppDelegate(Dependencies dependencies);
+
+    void applicationDidFinishLaunching();
+    // Always true: reopening is always handled here.
+    bool applicationShouldHandleReopen(bool hasVisibleWindows);
+    void applicationWillTerminate();
+
+    void showWindow();
+    // Safe from any thread: hops to the main executor.
+    void updateStatusIcon(bool hasError);
+
+    bool isRunningPreviews() const;
+    bool launchedAsLogInItem() const { return d_.launchedAsLogInItem; }
+    PreferencesFileHandle* preferenceFile() const { return preferenceFile_.get(); }
+
+private:
+    Dependencies d_;
+    std::unique_ptr<PreferencesFileHandle> preferenceFile_;
+};
+
+}  // namespace kestrow

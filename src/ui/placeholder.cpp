@@ -1,0 +1,1 @@
+#include "app/app_shell.h"
