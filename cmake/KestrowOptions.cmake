@@ -4,7 +4,7 @@ add_library(kestrow_options INTERFACE)
 target_compile_features(kestrow_options INTERFACE cxx_std_20)
 target_compile_options(kestrow_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-    -Wold-style-cast -Woverloaded-virtual -Wnull-dereference -Wimplicit-fallthrough
+    -Wold-style-cast -Woverloaded-virtual -Wimplicit-fallthrough
     -Wcast-align -Wformat=2)
 if(KESTROW_WERROR)
     target_compile_options(kestrow_options INTERFACE -Werror)

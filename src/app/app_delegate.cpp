@@ -7,10 +7,11 @@ namespace kestrow {
 
 AppDelegate::AppDelegate(Dependencies dependencies) : d_(std::move(dependencies)) {}
 
-bool AppDelegate::isRunningPreviews() const {
-    const auto value = d_.environment ? d_.environment("XCODE_RUNNING_FOR_PREVIEWS") : std::nullopt;
-    return value == "1";
+bool isRunningPreviews(const EnvironmentLookup& environment) {
+    return environment && environment("XCODE_RUNNING_FOR_PREVIEWS") == "1";
 }
+
+bool AppDelegate::isRunningPreviews() const { return kestrow::isRunningPreviews(d_.environment); }
 
 void AppDelegate::applicationDidFinishLaunching() {
     if (isRunningPreviews()) return;

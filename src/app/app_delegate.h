@@ -18,6 +18,9 @@
 
 namespace kestrow {
 
+// The previews flag: "XCODE_RUNNING_FOR_PREVIEWS" = "1" suppresses every piece of start-up work.
+bool isRunningPreviews(const EnvironmentLookup& environment);
+
 // Decides what starts at launch and in which order, what happens when the user opens the app
 // again while it runs, and what stops at quit. Everything it touches is handed in, so the
 // orders are tested with recording stubs. Main thread only.

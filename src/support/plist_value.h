@@ -58,6 +58,7 @@ public:
     // Parses XML or binary plists; anything unreadable gives nothing. Values of kinds outside the
     // model (UIDs) and nesting deeper than any real settings file are left out.
     static std::optional<PlistValue> parse(std::string_view bytes);
+    // XML keeps dates to the whole second, as the format defines them.
     std::string toXml() const;
 
 private:

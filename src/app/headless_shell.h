@@ -1,0 +1,25 @@
+#pragma once
+
+#include "app/app_shell.h"
+#include "support/logger.h"
+
+namespace kestrow {
+
+// The shell when there is no display: the services run and the log says what a window would
+// have shown.
+class HeadlessShell final : public AppShell {
+public:
+    explicit HeadlessShell(Logger log) : log_(log) {}
+    bool hasVisibleWindows() const override { return false; }
+    void showFirstRunWindow() override {
+        log_.once(note_, LogLevel::notice,
+                  "No display: the first-run window cannot be shown; Kestrow cannot read the Time Machine settings yet");
+    }
+    void showStatusItem() override {}
+
+private:
+    Logger log_;
+    OnceLog note_;
+};
+
+}  // namespace kestrow

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <QObject>
+
+#include <array>
+#include <filesystem>
+#include <memory>
+
+#include "app/app_delegate.h"
+#include "app/placeholder_service.h"
+#include "app/settings/settings_store.h"
+#include "app/stale_widget_check.h"
+#include "menu/menu_bar_state.h"
+#include "platform/linux/freedesktop_notifications.h"
+#include "platform/linux/linux_widget_host.h"
+#include "platform/linux/qt_main_executor.h"
+#include "platform/linux/system_clock.h"
+#include "platform/linux/xdg_autostart_login_items.h"
+#include "platform/locations.h"
+
+namespace kestrow {
+
+class UiShell;
+
+// The composition root: every long-lived part of the running agent, created in dependency order
+// and handed to the app delegate. Destroyed in reverse order after the stop sequence has run.
+class Agent {
+public:
+    struct Options {
+        bool demo = false;
+        bool launchedAsLogInItem = false;
+        bool withDisplay = false;
+        std::filesystem::path executable;
+    };
+
+    Agent(Options options, EnvironmentLookup environment, LogSink& sink);
+    ~Agent();
+    Agent(const Agent&) = delete;
+    Agent& operator=(const Agent&) = delete;
+
+    AppDelegate& delegate() { return *delegate_; }
+    AppShell& shell() { return *shell_; }
+    // Opens the menu at start when the desktop has no tray to put the icon in.
+    void showMenuWhenNoTray();
+
+private:
+    FirstRunFacts firstRunFacts() const;
+    void perform(StepAction action);
+
+    Options options_;
+    EnvironmentLookup environment_;
+    Logger log_;
+    UserLocations locations_;
+    SystemClock clock_;
+    QtMainExecutor mainExecutor_;
+    SettingsStore standardStore_;
+    SettingsStore sharedStore_;
+    XdgAutostartLoginItems loginItems_;
+    FreedesktopNotifications notifications_;
+    LinuxWidgetHost widgetHost_;
+    StaleWidgetCheck staleWidgetCheck_;
+    MenuBarState menu_;
+    std::array<std::unique_ptr<PlaceholderService>, 12> placeholders_;
+    UiShell* uiShell_ = nullptr;
+    std::unique_ptr<AppShell> shell_;
+    std::unique_ptr<AppDelegate> delegate_;
+    bool accessAsked_ = false;
+};
+
+}  // namespace kestrow

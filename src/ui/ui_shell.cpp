@@ -1,0 +1,86 @@
+// The core's headers come before Qt's, whose `emit` and `slots` macros would rewrite them.
+#include "menu/menu_bar_state.h"
+
+#include "ui/ui_shell.h"
+
+#include <QMenu>
+#include <QSystemTrayIcon>
+
+#include "ui/first_run_window.h"
+#include "ui/menu_window.h"
+#include "ui/rings_icon.h"
+
+namespace kestrow {
+
+struct UiShell::Subscriptions {
+    Signal<bool>::Connection visible;
+    Signal<bool>::Connection error;
+};
+
+UiShell::UiShell(MenuBarState& menu, std::function<FirstRunFacts()> readFirstRunFacts,
+                 std::function<void(StepAction)> performStep, std::function<void()> quit,
+                 QObject* parent)
+    : QObject(parent),
+      menu_(menu),
+      readFirstRunFacts_(std::move(readFirstRunFacts)),
+      performStep_(std::move(performStep)),
+      quit_(std::move(quit)),
+      normalIcon_(RingsIcon::icon(RingsIcon::Variant::normal)),
+      attentionIcon_(RingsIcon::icon(RingsIcon::Variant::attention)),
+      menuWindow_(std::make_unique<MenuWindow>([this] {
+          if (quit_) quit_();
+      })) {
+    if (QSystemTrayIcon::isSystemTrayAvailable()) createTray();
+}
+
+UiShell::~UiShell() = default;
+
+void UiShell::createTray() {
+    trayMenu_ = std::make_unique<QMenu>();
+    trayMenu_->addAction(QStringLiteral("Open Kestrow"), this, [this] { showMenuWindow(); });
+    trayMenu_->addSeparator();
+    trayMenu_->addAction(QStringLiteral("Quit Kestrow"), this, [this] {
+        if (quit_) quit_();
+    });
+
+    tray_ = std::make_unique<QSystemTrayIcon>();
+    tray_->setToolTip(QStringLiteral("Kestrow"));
+    tray_->setContextMenu(trayMenu_.get());
+    applyIconAttention(menu_.iconHasError().get());
+    connect(tray_.get(), &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                if (reason == QSystemTrayIcon::Trigger) menuWindow_->toggle(tray_->geometry());
+            });
+
+    tray_->setVisible(menu_.iconVisible().get());
+    subscriptions_ = std::make_unique<Subscriptions>();
+    subscriptions_->visible =
+        menu_.iconVisible().observe([this](const bool& visible) { tray_->setVisible(visible); });
+    subscriptions_->error = menu_.iconHasError().observe(
+        [this](const bool& hasError) { applyIconAttention(hasError); });
+}
+
+void UiShell::applyIconAttention(bool hasError) {
+    tray_->setIcon(hasError ? attentionIcon_ : normalIcon_);
+}
+
+bool UiShell::hasVisibleWindows() const {
+    return menuWindow_->isVisible() || (firstRun_ && firstRun_->isVisible());
+}
+
+void UiShell::showFirstRunWindow() {
+    if (!firstRun_) {
+        firstRun_ = std::make_unique<FirstRunWindow>(readFirstRunFacts_, performStep_);
+    }
+    firstRun_->present();
+}
+
+void UiShell::showStatusItem() {
+    if (tray_) tray_->show();
+}
+
+void UiShell::showMenuWindow() {
+    menuWindow_->showNear(tray_ ? tray_->geometry() : QRect());
+}
+
+}  // namespace kestrow
