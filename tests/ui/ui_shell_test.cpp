@@ -1,0 +1,116 @@
+// The core's headers come before Qt's, whose `emit` and `slots` macros would rewrite them.
+#include "app/settings/settings_store.h"
+#include "menu/menu_bar_state.h"
+#include "support/recording_log_sink.h"
+#include "support/virtual_scheduler.h"
+
+#include "ui/ui_shell.h"
+
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <QSystemTrayIcon>
+#include <QTemporaryDir>
+#include <QTest>
+#include <memory>
+
+#include "ui/first_run_window.h"
+#include "ui/menu_window.h"
+#include "ui/rings_icon.h"
+
+namespace kestrow {
+namespace {
+
+class UiShellTest : public ::testing::Test {
+  protected:
+    std::unique_ptr<UiShell> makeShell() {
+        return std::make_unique<UiShell>(
+            menu, [this] { return facts; },
+            [this](StepAction action) { performed.push_back(action); }, [this] { ++quits; });
+    }
+
+    QTemporaryDir dir;
+    testing::RecordingLogSink sink;
+    SettingsStore store{dir.filePath(QStringLiteral("standard.plist")).toStdString(),
+                        Logger(sink, LogArea::general)};
+    VirtualScheduler scheduler;
+    MenuBarState menu{store, scheduler.mainExecutor()};
+    FirstRunFacts facts;
+    std::vector<StepAction> performed;
+    int quits = 0;
+};
+
+TEST_F(UiShellTest, ReportsVisibleWindowsAndReusesTheFirstRunWindow) {
+    const auto shell = makeShell();
+    EXPECT_FALSE(shell->hasVisibleWindows());
+    EXPECT_EQ(shell->firstRunWindow(), nullptr) << "built on first need only";
+
+    shell->showFirstRunWindow();
+    FirstRunWindow* window = shell->firstRunWindow();
+    ASSERT_NE(window, nullptr);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
+    EXPECT_TRUE(shell->hasVisibleWindows());
+
+    window->close();
+    EXPECT_FALSE(shell->hasVisibleWindows());
+
+    facts.hasAccess = true;
+    shell->showFirstRunWindow();
+    EXPECT_EQ(shell->firstRunWindow(), window);
+    EXPECT_TRUE(shell->hasVisibleWindows());
+    EXPECT_TRUE(window->cards().front()->done()) << "facts are read again on every show";
+    window->close();
+
+    shell->showMenuWindow();
+    EXPECT_TRUE(shell->hasVisibleWindows());
+    shell->menuWindow().hide();
+    EXPECT_FALSE(shell->hasVisibleWindows());
+}
+
+TEST_F(UiShellTest, QuitFromThePopoverReachesTheApp) {
+    const auto shell = makeShell();
+    shell->showMenuWindow();
+    auto* quit = shell->menuWindow().findChild<QPushButton*>(QStringLiteral("quit"));
+    ASSERT_NE(quit, nullptr);
+    QTest::mouseClick(quit, Qt::LeftButton);
+    EXPECT_EQ(quits, 1);
+}
+
+TEST_F(UiShellTest, TrayIconFollowsTheMenuBarState) {
+    auto shell = makeShell();
+    if (QGuiApplication::platformName() == QStringLiteral("offscreen")) {
+        EXPECT_FALSE(shell->hasTray());
+    }
+    EXPECT_EQ(shell->hasTray(), shell->trayIcon() != nullptr);
+
+    if (QSystemTrayIcon* tray = shell->trayIcon()) {
+        const auto image = [tray] { return tray->icon().pixmap(32).toImage(); };
+        const QImage calm = image();
+        EXPECT_EQ(calm, RingsIcon::pixmap(32, RingsIcon::Variant::normal).toImage());
+        menu.setIconHasError(true);
+        EXPECT_NE(image(), calm);
+        menu.setIconHasError(false);
+        EXPECT_EQ(image(), calm);
+
+        EXPECT_TRUE(tray->isVisible());
+        menu.iconVisible().set(false);
+        EXPECT_FALSE(tray->isVisible());
+        shell->showStatusItem();
+        EXPECT_TRUE(tray->isVisible());
+    } else {
+        // Without a tray every call still has to be safe, and the popover keeps the app reachable.
+        menu.setIconHasError(true);
+        menu.iconVisible().set(false);
+        shell->showStatusItem();
+        shell->showMenuWindow();
+        EXPECT_TRUE(shell->menuWindow().isVisible());
+    }
+
+    // Once the shell is gone, state changes must not reach it.
+    shell.reset();
+    menu.setIconHasError(false);
+    menu.iconVisible().set(true);
+}
+
+}  // namespace
+}  // namespace kestrow
