@@ -57,7 +57,8 @@ std::optional<WallTime> parseIsoDate(std::string_view text) {
         return std::nullopt;
     }
     const year_month_day ymd{year{y}, month{static_cast<unsigned>(mo)}, day{static_cast<unsigned>(d)}};
-    if (!ymd.ok()) return std::nullopt;
+    // The clock counts nanoseconds in 64 bits: years far outside these would overflow it.
+    if (!ymd.ok() || y < 1900 || y > 2200) return std::nullopt;
     WallTime result = sys_days{ymd};
     if (c.atEnd()) return result;
 

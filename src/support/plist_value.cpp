@@ -1,5 +1,7 @@
 #include "support/plist_value.h"
 
+#include "support/binary_plist_reader.h"
+
 #include <plist/plist.h>
 
 #include <algorithm>
@@ -141,8 +143,9 @@ const PlistValue* PlistValue::find(std::string_view key) const {
 
 std::optional<PlistValue> PlistValue::parse(std::string_view bytes) {
     if (bytes.empty() || bytes.size() > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+    if (bytes.starts_with("bplist")) return readBinaryPlist(bytes);
     plist_t root = nullptr;
-    plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+    plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
     PlistHandle handle(root);
     return fromNode(root, 0);
 }
