@@ -2,6 +2,8 @@
 # language level, warnings and sanitizers by linking it.
 add_library(kestrow_options INTERFACE)
 target_compile_features(kestrow_options INTERFACE cxx_std_20)
+# Qt's lower-case keyword macros (emit, signals, slots) would rewrite the core's own Signal type.
+target_compile_definitions(kestrow_options INTERFACE QT_NO_KEYWORDS)
 target_compile_options(kestrow_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
     -Wold-style-cast -Woverloaded-virtual -Wimplicit-fallthrough

@@ -1,5 +1,6 @@
 #include "cli/agent.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDesktopServices>
 #include <QMessageBox>

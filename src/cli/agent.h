@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "app/app_delegate.h"
+#include "app/first_run_steps.h"
 #include "app/placeholder_service.h"
 #include "app/settings/settings_store.h"
 #include "app/stale_widget_check.h"

@@ -67,7 +67,7 @@ int runAgentCommand(const CommandContext& context, int argc, char** argv) {
         case SingleInstance::Role::handedOver:
             return kExitDone;
         case SingleInstance::Role::failed:
-            context.err << "kestrow: " << instance.errorText().toStdString() << "\n";
+            context.err << "kestrow: " << instance.errorText() << "\n";
             return kExitFailed;
         case SingleInstance::Role::primary:
             break;

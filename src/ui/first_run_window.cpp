@@ -1,6 +1,5 @@
 #include "ui/first_run_window.h"
 
-#include <QCloseEvent>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -52,6 +51,7 @@ FirstRunWindow::FirstRunWindow(FactsSource readFacts, ActionHandler perform, QWi
       footer_(makeLabel(this, QStringLiteral("footer"), 0.95, false)),
       cardColumn_(new QVBoxLayout) {
     setObjectName(QStringLiteral("firstRunWindow"));
+    // Closing only hides: the owner keeps the window and presents it again.
     setAttribute(Qt::WA_DeleteOnClose, false);
     setBackgroundRole(QPalette::Base);
     setAutoFillBackground(true);
@@ -70,7 +70,7 @@ FirstRunWindow::FirstRunWindow(FactsSource readFacts, ActionHandler perform, QWi
     mark->setPixmap(RingsIcon::pixmap(56, RingsIcon::Variant::normal, devicePixelRatioF()));
     mark->setAlignment(Qt::AlignHCenter);
 
-    const int glyphHeight = footer_->fontMetrics().height();
+    const int glyphHeight = footer_->fontMetrics().height() * 7 / 5;
     auto* glyph = new QLabel(this);
     glyph->setObjectName(QStringLiteral("footerGlyph"));
     glyph->setPixmap(menuBarGlyph(glyphHeight, secondary, devicePixelRatioF()));
@@ -84,7 +84,7 @@ FirstRunWindow::FirstRunWindow(FactsSource readFacts, ActionHandler perform, QWi
     // A column of readable width; the cards' wrapped text takes its line length from it.
     auto* cards = new QWidget(this);
     cards->setObjectName(QStringLiteral("cards"));
-    cards->setFixedWidth(std::max(520, fontMetrics().averageCharWidth() * 84));
+    cards->setFixedWidth(std::max(520, fontMetrics().averageCharWidth() * 90));
     cards->setLayout(cardColumn_);
     cardColumn_->setContentsMargins(0, 0, 0, 0);
     cardColumn_->setSpacing(12);
@@ -113,7 +113,11 @@ void FirstRunWindow::refresh() {
 
     // The cards are reused while their count holds: a card whose button is mid-click must survive.
     if (cards_.size() != content.steps.size()) {
-        for (StepCardWidget* card : cards_) card->deleteLater();
+        for (StepCardWidget* card : cards_) {
+            cardColumn_->removeWidget(card);
+            card->hide();
+            card->deleteLater();
+        }
         cards_.clear();
         for (std::size_t i = 0; i < content.steps.size(); ++i) {
             auto* card = new StepCardWidget([this](StepAction action) { perform(action); });
@@ -148,12 +152,6 @@ void FirstRunWindow::centreOnScreen() {
     QRect frame = frameGeometry();
     frame.moveCenter(screen->availableGeometry().center());
     move(frame.topLeft());
-}
-
-void FirstRunWindow::closeEvent(QCloseEvent* event) {
-    // Kept for the next present(): the app lives on in the tray.
-    event->accept();
-    hide();
 }
 
 }  // namespace kestrow

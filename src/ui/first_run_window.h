@@ -32,9 +32,6 @@ class FirstRunWindow : public QWidget {
 
     const std::vector<StepCardWidget*>& cards() const { return cards_; }
 
-  protected:
-    void closeEvent(QCloseEvent* event) override;
-
   private:
     void perform(StepAction action);
     void centreOnScreen();

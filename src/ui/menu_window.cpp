@@ -19,6 +19,7 @@ namespace kestrow {
 namespace {
 
 constexpr int kGapToIcon = 6;
+constexpr int kItemIndent = 8;
 // A click on the tray icon first takes focus from the panel (which hides it) and then arrives as
 // a toggle; within this window that toggle must not bring the panel straight back.
 constexpr qint64 kReopenGuardMs = 300;
@@ -55,13 +56,15 @@ MenuWindow::MenuWindow(std::function<void()> quit, QWidget* parent)
 
     auto* column = new QVBoxLayout(this);
     column->setSizeConstraint(QLayout::SetFixedSize);
-    column->setContentsMargins(14, 12, 14, 10);
+    column->setContentsMargins(6, 10, 6, 6);
     column->setSpacing(0);
     column->addStrut(std::max(270, fontMetrics().averageCharWidth() * 42));
 
     for (const SectionTitle& entry : kSections) {
         auto* header = new QLabel(QString::fromUtf8(entry.title), this);
         header->setObjectName(QStringLiteral("sectionHeader"));
+        // Indented like the item buttons' text, so headers and items share one left edge.
+        header->setContentsMargins(kItemIndent, 0, kItemIndent, 0);
         QFont font = header->font();
         font.setBold(true);
         font.setPointSizeF(font.pointSizeF() * 0.92);
@@ -96,13 +99,16 @@ MenuWindow::MenuWindow(std::function<void()> quit, QWidget* parent)
     quitButton->setObjectName(QStringLiteral("quit"));
     quitButton->setAutoDefault(false);
     quitButton->setCursor(Qt::PointingHandCursor);
-    quitButton->setStyleSheet(QStringLiteral(
-        "QPushButton { text-align: left; padding: 5px 8px; border: none; border-radius: 5px;"
-        " background: transparent; }"
-        "QPushButton:hover, QPushButton:focus { background: palette(highlight);"
-        " color: palette(highlighted-text); }"));
+    // Like a menu item: no focus ring sitting on it the moment the panel opens.
+    quitButton->setFocusPolicy(Qt::NoFocus);
+    quitButton->setStyleSheet(
+        QStringLiteral("QPushButton { text-align: left; padding: 5px %1px; border: none;"
+                       " border-radius: 4px; background: transparent; }"
+                       "QPushButton:hover { background: palette(highlight);"
+                       " color: palette(highlighted-text); }")
+            .arg(kItemIndent));
     connect(quitButton, &QPushButton::clicked, this, [this] {
-        hide();
+        dismiss();
         if (quit_) quit_();
     });
     column->addWidget(quitButton);
@@ -148,7 +154,7 @@ void MenuWindow::showNear(const QRect& trayGeometry) {
 
 void MenuWindow::toggle(const QRect& trayGeometry) {
     if (isVisible()) {
-        hide();
+        dismiss();
         return;
     }
     if (hiddenOnDeactivation_.isValid() && hiddenOnDeactivation_.elapsed() < kReopenGuardMs) {
@@ -156,6 +162,12 @@ void MenuWindow::toggle(const QRect& trayGeometry) {
         return;
     }
     showNear(trayGeometry);
+}
+
+void MenuWindow::dismiss() {
+    hide();
+    // Hiding gives focus away, which reads like a click elsewhere; this hide was on purpose.
+    hiddenOnDeactivation_.invalidate();
 }
 
 void MenuWindow::changeEvent(QEvent* event) {
@@ -168,7 +180,7 @@ void MenuWindow::changeEvent(QEvent* event) {
 
 void MenuWindow::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape) {
-        hide();
+        dismiss();
         return;
     }
     QWidget::keyPressEvent(event);

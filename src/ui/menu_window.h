@@ -38,6 +38,8 @@ class MenuWindow : public QWidget {
     void paintEvent(QPaintEvent* event) override;
 
   private:
+    void dismiss();
+
     std::function<void()> quit_;
     std::array<QWidget*, 5> sections_{};
     QElapsedTimer hiddenOnDeactivation_;

@@ -58,7 +58,8 @@ StepCardWidget::StepCardWidget(ActionHandler onAction, QWidget* parent)
     text_->setPalette(textPalette);
 
     button_->setAutoDefault(false);
-    button_->setMinimumWidth(button_->fontMetrics().averageCharWidth() * 16);
+    const QFontMetrics metrics = button_->fontMetrics();
+    button_->setMinimumSize(metrics.averageCharWidth() * 17, metrics.height() * 2);
     connect(button_, &QPushButton::clicked, this, [this] {
         if (onAction_) onAction_(card_.action);
     });

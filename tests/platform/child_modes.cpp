@@ -25,8 +25,12 @@ int claim(int argc, char** argv, const std::string& folder) {
     QCoreApplication app(argc, argv);
     SingleInstance instance{std::filesystem::path(folder)};
     switch (instance.claim()) {
-        case SingleInstance::Role::primary: std::puts("primary"); break;
-        case SingleInstance::Role::handedOver: std::puts("handedOver"); break;
+        case SingleInstance::Role::primary:
+            std::puts("primary");
+            break;
+        case SingleInstance::Role::handedOver:
+            std::puts("handedOver");
+            break;
         case SingleInstance::Role::failed:
             std::printf("failed: %s\n", instance.errorText().c_str());
             break;

@@ -87,8 +87,9 @@ TEST(JournalLogSink, EntriesReachARealJournaldWithTheirFields) {
 
     const QString token = QUuid::createUuid().toString(QUuid::WithoutBraces);
     QProcess run;
-    run.start("unshare", {"-m", "--propagation", "private", "/bin/bash", "-c", kPrivateJournalScript,
-                          "bash", QCoreApplication::applicationFilePath(), token});
+    run.start("unshare",
+              {"-m", "--propagation", "private", "/bin/bash", "-c", kPrivateJournalScript, "bash",
+               QCoreApplication::applicationFilePath(), token});
     ASSERT_TRUE(run.waitForFinished(30'000)) << "the private journald run did not end";
     ASSERT_EQ(run.exitCode(), 0) << run.readAllStandardError().toStdString();
 

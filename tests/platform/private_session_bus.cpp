@@ -31,7 +31,9 @@ PrivateSessionBus::PrivateSessionBus() {
         errorText_ = QStringLiteral("cannot write %1").arg(config);
         return;
     }
-    file.write(QStringLiteral(R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+    file.write(
+        QStringLiteral(
+            R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>session</type>
@@ -45,8 +47,8 @@ PrivateSessionBus::PrivateSessionBus() {
   </policy>
 </busconfig>
 )")
-                   .arg(folder_.path())
-                   .toUtf8());
+            .arg(folder_.path())
+            .toUtf8());
     file.close();
 
     daemon_.setStandardErrorFile(folder_.filePath("dbus-daemon.log"));
@@ -106,7 +108,8 @@ bool PrivateSessionBus::startMock(const QStringList& arguments, const QString& b
 }
 
 bool PrivateSessionBus::startNotificationDaemon() {
-    return startMock({"-t", "notification_daemon"}, QStringLiteral("org.freedesktop.Notifications"));
+    return startMock({"-t", "notification_daemon"},
+                     QStringLiteral("org.freedesktop.Notifications"));
 }
 
 void PrivateSessionBus::stop(QProcess& process) {

@@ -102,8 +102,7 @@ TEST(QtMainExecutor, TasksCanPostTasksWithoutStarvingTheEventLoop) {
         order.push_back("outer-end");
     });
     ASSERT_TRUE(waitUntil([&] { return order.size() == 4; }));
-    EXPECT_EQ(order,
-              (std::vector<std::string>{"outer", "outer-end", "inner-now", "inner-later"}));
+    EXPECT_EQ(order, (std::vector<std::string>{"outer", "outer-end", "inner-now", "inner-later"}));
 
     // A task that keeps posting itself must leave room for the rest of the event loop. The cap
     // turns a starved loop into a failure instead of a hang.

@@ -13,7 +13,7 @@ namespace kestrow {
 namespace {
 
 class XdgAutostartLoginItemsTest : public ::testing::Test {
-protected:
+  protected:
     std::filesystem::path root() const { return folder_.path().toStdString(); }
     std::filesystem::path entry() const { return root() / "config/autostart/kestrow.desktop"; }
     void writeEntry(const std::string& text) const {
@@ -34,10 +34,9 @@ TEST_F(XdgAutostartLoginItemsTest, EnablingWritesAnEntryThatStartsTheExecutableQ
     EXPECT_TRUE(items.isEnabled());
     const std::string text = entryText();
     EXPECT_EQ(text.rfind("[Desktop Entry]\n", 0), 0u) << text;
-    for (const char* line :
-         {"\nType=Application\n", "\nName=Kestrow\n", "\nComment=",
-          "\nExec=\"/opt/Kestrow Apps/bin/kestrow\" --login-item\n",
-          "\nX-GNOME-Autostart-enabled=true\n", "\nNoDisplay=false\n"}) {
+    for (const char* line : {"\nType=Application\n", "\nName=Kestrow\n", "\nComment=",
+                             "\nExec=\"/opt/Kestrow Apps/bin/kestrow\" --login-item\n",
+                             "\nX-GNOME-Autostart-enabled=true\n", "\nNoDisplay=false\n"}) {
         EXPECT_NE(text.find(line), std::string::npos) << line << " in\n" << text;
     }
     EXPECT_EQ(text.find("Hidden"), std::string::npos);
@@ -92,7 +91,8 @@ TEST_F(XdgAutostartLoginItemsTest, HandEditedAndForeignEntriesAreReadAsTheyAre) 
     EXPECT_TRUE(enabledWith(
         "# mine\n\n[Desktop Entry]\nType=Application\nExec = /usr/bin/kestrow --login-item\n"
         "[Desktop Action Other]\nHidden=true\n"));
-    EXPECT_FALSE(enabledWith("[Desktop Entry]\nExec=\"/usr/bin/kestrow\" --login-item\nHidden=true\n"));
+    EXPECT_FALSE(
+        enabledWith("[Desktop Entry]\nExec=\"/usr/bin/kestrow\" --login-item\nHidden=true\n"));
     EXPECT_FALSE(enabledWith(
         "[Desktop Entry]\nExec=/usr/bin/kestrow --login-item\nX-GNOME-Autostart-enabled=false\n"));
     EXPECT_FALSE(enabledWith("[Desktop Entry]\nExec=/usr/bin/other-agent --login-item\n"));

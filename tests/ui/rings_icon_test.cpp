@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QPainter>
+
 #include "ui/image_probe.h"
 
 namespace kestrow {
@@ -26,6 +28,27 @@ int solidRunsFromCentre(const QImage& image) {
     return runs;
 }
 
+// Every size of both variants on a light and a dark panel, for a look at contrast by eye.
+void saveSampler() {
+    QImage sampler(200, 4 * 80, QImage::Format_RGB32);
+    QPainter painter(&sampler);
+    const QColor panels[] = {QColor(240, 240, 240), QColor(40, 40, 44)};
+    int row = 0;
+    for (const QColor& panel : panels) {
+        for (const Variant variant : {Variant::normal, Variant::attention}) {
+            painter.fillRect(0, row * 80, sampler.width(), 80, panel);
+            int x = 8;
+            for (const int size : {16, 22, 32, 64}) {
+                painter.drawPixmap(x, row * 80 + (80 - size) / 2, RingsIcon::pixmap(size, variant));
+                x += size + 16;
+            }
+            ++row;
+        }
+    }
+    painter.end();
+    EXPECT_TRUE(sampler.save(testing::screenshotPath(QStringLiteral("rings.png"))));
+}
+
 TEST(RingsIcon, AttentionVariantStandsOutAtEveryTraySize) {
     for (const int size : {16, 22, 32, 64}) {
         SCOPED_TRACE(size);
@@ -45,8 +68,7 @@ TEST(RingsIcon, AttentionVariantStandsOutAtEveryTraySize) {
         EXPECT_GT(matching(attention, RingsIcon::attentionDotColor()), size / 2);
         EXPECT_GT(matching(attention, RingsIcon::ringColor(Variant::attention)), size / 2);
     }
-    RingsIcon::pixmap(64, Variant::normal).save(testing::screenshotPath("rings.png"));
-    RingsIcon::pixmap(64, Variant::attention).save(testing::screenshotPath("rings-attention.png"));
+    saveSampler();
 }
 
 TEST(RingsIcon, IconCarriesEveryTraySizeAndHiDpiPixmapsKeepTheirLogicalSize) {

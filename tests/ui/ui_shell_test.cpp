@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <QGuiApplication>
+#include <QMenu>
+#include <QPushButton>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QTest>
@@ -17,6 +19,7 @@
 #include "ui/first_run_window.h"
 #include "ui/menu_window.h"
 #include "ui/rings_icon.h"
+#include "ui/step_card_widget.h"
 
 namespace kestrow {
 namespace {
@@ -97,6 +100,22 @@ TEST_F(UiShellTest, TrayIconFollowsTheMenuBarState) {
         EXPECT_FALSE(tray->isVisible());
         shell->showStatusItem();
         EXPECT_TRUE(tray->isVisible());
+
+        // A left click opens the popover and a second one closes it.
+        Q_EMIT tray->activated(QSystemTrayIcon::Trigger);
+        EXPECT_TRUE(shell->menuWindow().isVisible());
+        Q_EMIT tray->activated(QSystemTrayIcon::Trigger);
+        EXPECT_FALSE(shell->menuWindow().isVisible());
+
+        ASSERT_NE(tray->contextMenu(), nullptr);
+        QStringList entries;
+        for (QAction* action : tray->contextMenu()->actions())
+            if (!action->isSeparator()) entries << action->text();
+        EXPECT_EQ(entries, (QStringList{"Open Kestrow", "Quit Kestrow"}));
+        tray->contextMenu()->actions().front()->trigger();
+        EXPECT_TRUE(shell->menuWindow().isVisible());
+        tray->contextMenu()->actions().back()->trigger();
+        EXPECT_EQ(quits, 1);
     } else {
         // Without a tray every call still has to be safe, and the popover keeps the app reachable.
         menu.setIconHasError(true);

@@ -25,8 +25,9 @@ class FreedesktopNotifications : public QObject, public UserNotifications {
     // `done` runs later on this object's thread: true when a notification server answered.
     void requestAuthorization(std::function<void(bool granted)> done) override;
 
-    // Shows a notification. Posting the same identifier again replaces the one shown before
-    // instead of stacking a second one. Without a bus or server nothing is shown.
+    // Shows a notification; call on this object's thread. Posting the same identifier again
+    // replaces the one shown before instead of stacking a second one. Without a bus or server
+    // nothing is shown.
     void post(std::string identifier, std::string title, std::string body);
 
   private:

@@ -22,8 +22,10 @@ QtMainExecutor::~QtMainExecutor() {
 }
 
 TaskId QtMainExecutor::postAfter(double seconds, std::function<void()> task) {
-    const auto delay = std::chrono::duration_cast<Due::duration>(
-        std::chrono::duration<double>(seconds > 0 && std::isfinite(seconds) ? seconds : 0.0));
+    // About thirty years stands in for "never" and keeps the time arithmetic from overflowing.
+    const double clamped = std::isnan(seconds) ? 0.0 : std::clamp(seconds, 0.0, 1e9);
+    const auto delay =
+        std::chrono::duration_cast<Due::duration>(std::chrono::duration<double>(clamped));
     const Due due = std::chrono::steady_clock::now() + delay;
     bool wake = false;
     TaskId id = 0;

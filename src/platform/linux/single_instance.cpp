@@ -40,6 +40,7 @@ SingleInstance::~SingleInstance() {
 }
 
 SingleInstance::Role SingleInstance::claim() {
+    if (lockFd_ >= 0) return server_ != nullptr ? Role::primary : Role::failed;
     std::error_code error;
     if (std::filesystem::create_directories(folder_, error)) {
         std::filesystem::permissions(folder_, std::filesystem::perms::owner_all, error);
@@ -108,7 +109,7 @@ void SingleInstance::answer(QLocalSocket* client) {
         }
         client->write(kAcknowledgement);
         client->disconnectFromServer();  // sends what is buffered first
-        emit reopenRequested();
+        Q_EMIT reopenRequested();
     });
 }
 

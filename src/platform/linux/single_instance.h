@@ -35,7 +35,7 @@ class SingleInstance : public QObject {
     // Why claim() failed.
     const std::string& errorText() const { return errorText_; }
 
-  signals:
+Q_SIGNALS:
     // A second instance asked the primary to show itself (already acknowledged).
     void reopenRequested();
 

@@ -64,7 +64,7 @@ void TerminationSignals::drain() {
             return;
         }
         for (ssize_t i = 0; i < count; ++i) {
-            emit terminationRequested(numbers[static_cast<std::size_t>(i)]);
+            Q_EMIT terminationRequested(numbers[static_cast<std::size_t>(i)]);
         }
     }
 }

@@ -9,9 +9,9 @@ class QSocketNotifier;
 namespace kestrow {
 
 // Turns SIGINT and SIGTERM into a Qt signal on this object's thread, so that the app quits
-// through its normal shut-down order instead of dying mid-write. The handlers are process-wide:
-// keep one of these alive at a time (nested ones restore in reverse order). Destroying it puts
-// back the handlers that were there before.
+// through its normal shut-down order instead of dying mid-write. The handlers are process-wide,
+// so keep one of these alive at a time. Destroying it puts back the handlers that were there
+// before.
 class TerminationSignals : public QObject {
     Q_OBJECT
   public:
@@ -20,7 +20,7 @@ class TerminationSignals : public QObject {
     TerminationSignals(const TerminationSignals&) = delete;
     TerminationSignals& operator=(const TerminationSignals&) = delete;
 
-  signals:
+Q_SIGNALS:
     void terminationRequested(int signalNumber);
 
   private:

@@ -1,1 +1,0 @@
-#include "app/app_shell.h"
