@@ -11,7 +11,9 @@ bool isRunningPreviews(const EnvironmentLookup& environment) {
     return environment && environment("XCODE_RUNNING_FOR_PREVIEWS") == "1";
 }
 
-bool AppDelegate::isRunningPreviews() const { return kestrow::isRunningPreviews(d_.environment); }
+bool AppDelegate::isRunningPreviews() const {
+    return kestrow::isRunningPreviews(d_.environment);
+}
 
 void AppDelegate::applicationDidFinishLaunching() {
     if (isRunningPreviews()) return;
@@ -39,7 +41,8 @@ void AppDelegate::applicationDidFinishLaunching() {
 
     d_.wakeObserver.start();
 
-    if (!d_.launchedAsLogInItem && preferenceFile_ && !preferenceFile_->hasAccess()) d_.shell.showFirstRunWindow();
+    if (!d_.launchedAsLogInItem && preferenceFile_ && !preferenceFile_->hasAccess())
+        d_.shell.showFirstRunWindow();
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
@@ -61,7 +64,9 @@ void AppDelegate::applicationWillTerminate() {
     d_.wakeObserver.stop();
 }
 
-void AppDelegate::showWindow() { d_.shell.showFirstRunWindow(); }
+void AppDelegate::showWindow() {
+    d_.shell.showFirstRunWindow();
+}
 
 void AppDelegate::updateStatusIcon(bool hasError) {
     d_.mainExecutor.post([menu = &d_.menu, hasError] { menu->setIconHasError(hasError); });

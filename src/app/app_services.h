@@ -23,9 +23,9 @@ struct AppServices {
 
     // Launch order: shares first so mounts are under way early; the disk scans last.
     std::array<std::reference_wrapper<Service>, 11> startOrder() const {
-        return {shareMonitoring, vpnMonitor,      protectionRefresh, backgroundMonitoring,
-                nightlyBackup,   browserCleaner,  developerCleaner,  keepAwake,
-                caffeine,        driveHealth,     hogWatch};
+        return {shareMonitoring, vpnMonitor,     protectionRefresh, backgroundMonitoring,
+                nightlyBackup,   browserCleaner, developerCleaner,  keepAwake,
+                caffeine,        driveHealth,    hogWatch};
     }
 };
 

@@ -8,15 +8,20 @@ FirstRunContent firstRunContent(const FirstRunFacts& facts) {
     content.headline = "Know your Mac is backed up. Keep your servers mounted.";
     content.footer = "Kestrow lives in your menu bar — look for the rings.";
     content.steps = {
-        StepCard{1, "Full Disk Access", "Kestrow needs Full Disk Access to read your Time Machine status.",
+        StepCard{1, "Full Disk Access",
+                 "Kestrow needs Full Disk Access to read your Time Machine status.",
                  facts.accessAsked ? "Open System Settings" : "Grant Permission", facts.hasAccess,
-                 facts.accessAsked ? StepAction::openSystemSettings : StepAction::grantAccess, true},
-        StepCard{2, "Start at Launch", "Run in the background so status stays current after you log in.", "Turn On",
+                 facts.accessAsked ? StepAction::openSystemSettings : StepAction::grantAccess,
+                 true},
+        StepCard{2, "Start at Launch",
+                 "Run in the background so status stays current after you log in.", "Turn On",
                  facts.startAtLaunchEnabled, StepAction::enableStartAtLaunch, true},
         StepCard{3, "Network Shares",
-                 "Network shares you add are mounted automatically and reconnected after sleep or network changes.",
+                 "Network shares you add are mounted automatically and reconnected after sleep or "
+                 "network changes.",
                  "Add Server…", facts.hasShares, StepAction::addServer, false},
-        StepCard{4, "Widgets", "See your backup protection at a glance on the desktop or in Notification Center.",
+        StepCard{4, "Widgets",
+                 "See your backup protection at a glance on the desktop or in Notification Center.",
                  "View Instructions", false, StepAction::viewWidgetInstructions, true},
     };
     return content;

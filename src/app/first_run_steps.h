@@ -5,7 +5,13 @@
 
 namespace kestrow {
 
-enum class StepAction { grantAccess, openSystemSettings, enableStartAtLaunch, addServer, viewWidgetInstructions };
+enum class StepAction {
+    grantAccess,
+    openSystemSettings,
+    enableStartAtLaunch,
+    addServer,
+    viewWidgetInstructions
+};
 
 // One numbered card of the first-run window. A done card shows a check mark instead of its number.
 struct StepCard {

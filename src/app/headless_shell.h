@@ -13,7 +13,8 @@ public:
     bool hasVisibleWindows() const override { return false; }
     void showFirstRunWindow() override {
         log_.once(note_, LogLevel::notice,
-                  "No display: the first-run window cannot be shown; Kestrow cannot read the Time Machine settings yet");
+                  "No display: the first-run window cannot be shown; Kestrow cannot read the Time "
+                  "Machine settings yet");
     }
     void showStatusItem() override {}
 

@@ -4,10 +4,13 @@
 
 namespace kestrow {
 
-ReadableSettingsFile::ReadableSettingsFile(std::filesystem::path file) : file_(std::move(file)) { recheckAccess(); }
+ReadableSettingsFile::ReadableSettingsFile(std::filesystem::path file) : file_(std::move(file)) {
+    recheckAccess();
+}
 
 std::filesystem::path ReadableSettingsFile::location(const EnvironmentLookup& environment) {
-    if (auto overridden = environment("KESTROW_TM_PLIST"); overridden && !overridden->empty()) return *overridden;
+    if (auto overridden = environment("KESTROW_TM_PLIST"); overridden && !overridden->empty())
+        return *overridden;
     return "/Library/Preferences/com.apple.TimeMachine.plist";
 }
 

@@ -3,7 +3,8 @@
 namespace kestrow {
 
 std::vector<int> StaleWidgetCheck::staleProcesses(const std::vector<WidgetHost::Process>& processes,
-                                                  std::optional<WallTime> binaryReplaced, WallTime now) {
+                                                  std::optional<WallTime> binaryReplaced,
+                                                  WallTime now) {
     std::vector<int> stale;
     if (!binaryReplaced || *binaryReplaced > now) return stale;
     for (const auto& process : processes) {
@@ -13,11 +14,13 @@ std::vector<int> StaleWidgetCheck::staleProcesses(const std::vector<WidgetHost::
 }
 
 std::size_t StaleWidgetCheck::run(WallTime now) {
-    const auto stale = staleProcesses(host_.runningWidgetProcesses(), host_.appBinaryReplaced(), now);
+    const auto stale =
+        staleProcesses(host_.runningWidgetProcesses(), host_.appBinaryReplaced(), now);
     if (stale.empty()) return 0;
     for (const int pid : stale) host_.terminate(pid);
     host_.reloadTimelines("OrvelWidget");
-    log_.info("Reaped {} stale widget process(es) running a replaced binary; timelines reloaded", stale.size());
+    log_.info("Reaped {} stale widget process(es) running a replaced binary; timelines reloaded",
+              stale.size());
     return stale.size();
 }
 

@@ -14,10 +14,18 @@
 namespace kestrow {
 namespace {
 
-constexpr std::array<const char*, 12> kServiceNames{
-    "Share monitoring", "VPN monitor",   "Protection refresh", "Background monitoring",
-    "Nightly backup",   "Browser cache cleaner", "Developer cache cleaner", "Keep awake",
-    "Caffeine",         "Drive health",  "Hog watch",          "Wake observer"};
+constexpr std::array<const char*, 12> kServiceNames{"Share monitoring",
+                                                    "VPN monitor",
+                                                    "Protection refresh",
+                                                    "Background monitoring",
+                                                    "Nightly backup",
+                                                    "Browser cache cleaner",
+                                                    "Developer cache cleaner",
+                                                    "Keep awake",
+                                                    "Caffeine",
+                                                    "Drive health",
+                                                    "Hog watch",
+                                                    "Wake observer"};
 
 const char* const kWidgetInstructions =
     "Kestrow keeps its latest backup verdict in its shared settings and announces each change on "
@@ -45,8 +53,8 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
     }
     if (options_.withDisplay) {
         auto ui = std::make_unique<UiShell>(
-            menu_, [this] { return firstRunFacts(); }, [this](StepAction action) { perform(action); },
-            [] { QCoreApplication::quit(); });
+            menu_, [this] { return firstRunFacts(); },
+            [this](StepAction action) { perform(action); }, [] { QCoreApplication::quit(); });
         uiShell_ = ui.get();
         shell_ = std::move(ui);
     } else {
@@ -65,10 +73,11 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         notifications_,
         staleWidgetCheck_,
         [this]() -> std::unique_ptr<PreferencesFileHandle> {
-            return std::make_unique<ReadableSettingsFile>(ReadableSettingsFile::location(environment_));
+            return std::make_unique<ReadableSettingsFile>(
+                ReadableSettingsFile::location(environment_));
         },
-        AppServices{service(0), service(1), service(2), service(3), service(4), service(5), service(6),
-                    service(7), service(8), service(9), service(10)},
+        AppServices{service(0), service(1), service(2), service(3), service(4), service(5),
+                    service(6), service(7), service(8), service(9), service(10)},
         service(11),
         *shell_,
         menu_,
@@ -101,7 +110,8 @@ void Agent::perform(StepAction action) {
             }
             break;
         case StepAction::openSystemSettings: {
-            // Linux has no privacy pane: show the folder, where the file's permissions can be fixed.
+            // Linux has no privacy pane: show the folder, where the file's permissions can be
+            // fixed.
             const auto folder = ReadableSettingsFile::location(environment_).parent_path();
             QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(folder.string())));
             break;
@@ -110,7 +120,8 @@ void Agent::perform(StepAction action) {
             StartAtLaunch(loginItems_, log_).setEnabled(true);
             break;
         case StepAction::addServer:
-            break;  // the share editor arrives with network shares; the button is disabled until then
+            break;  // the share editor arrives with network shares; the button is disabled until
+                    // then
         case StepAction::viewWidgetInstructions:
             QMessageBox::information(nullptr, "Kestrow", kWidgetInstructions);
             break;

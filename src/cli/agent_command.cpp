@@ -61,6 +61,12 @@ int runAgentCommand(const CommandContext& context, int argc, char** argv) {
     QCoreApplication::setApplicationName("Kestrow");
     QCoreApplication::setOrganizationDomain("vemb.bar");
 
+    // Before anything else exists, so that a SIGTERM during start-up still ends in the stop sequence
+    // (delivered once the event loop runs) instead of killing the process half-launched.
+    TerminationSignals termination;
+    QObject::connect(&termination, &TerminationSignals::terminationRequested, app.get(),
+                     [] { QCoreApplication::quit(); });
+
     const auto sink = makeSystemLogSink();
     SingleInstance instance(instanceFolder(context.locations()));
     switch (instance.claim()) {
@@ -77,10 +83,6 @@ int runAgentCommand(const CommandContext& context, int argc, char** argv) {
     QObject::connect(&instance, &SingleInstance::reopenRequested, [&agent] {
         agent.delegate().applicationShouldHandleReopen(agent.shell().hasVisibleWindows());
     });
-    TerminationSignals termination;
-    QObject::connect(&termination, &TerminationSignals::terminationRequested, app.get(),
-                     [] { QCoreApplication::quit(); });
-
     agent.delegate().applicationDidFinishLaunching();
     agent.showMenuWhenNoTray();
     QCoreApplication::exec();

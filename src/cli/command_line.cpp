@@ -27,7 +27,8 @@ int runCommandLine(int argc, char** argv) {
             std::cout << kUsage;
             return kExitDone;
         }
-        return runAgentCommand(CommandContext{args, std::cout, std::cerr, base.environment}, argc, argv);
+        return runAgentCommand(CommandContext{args, std::cout, std::cerr, base.environment}, argc,
+                               argv);
     }
     const std::string command = args[0];
     args.erase(args.begin());

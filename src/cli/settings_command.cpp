@@ -41,7 +41,8 @@ std::string humanValue(const nlohmann::json& value) {
 
 int report(const CommandContext& context, bool asJson) {
     Stores stores(context.locations());
-    nlohmann::json document = {{"standard", nlohmann::json::object()}, {"shared", nlohmann::json::object()}};
+    nlohmann::json document = {{"standard", nlohmann::json::object()},
+                               {"shared", nlohmann::json::object()}};
     for (const auto& setting : settingDescriptors()) {
         const char* group = setting.domain == SettingsDomain::standard ? "standard" : "shared";
         document[group][setting.name] = effectiveValue(setting, stores.of(setting));
@@ -52,11 +53,13 @@ int report(const CommandContext& context, bool asJson) {
     }
     // The human form keeps the table's order, which groups related keys.
     const auto section = [&](const char* title, SettingsDomain domain, const char* group) {
-        const SettingsStore& store = domain == SettingsDomain::standard ? stores.standard : stores.shared;
+        const SettingsStore& store =
+            domain == SettingsDomain::standard ? stores.standard : stores.shared;
         context.out << title << " (" << store.file().string() << ")\n";
         for (const auto& setting : settingDescriptors()) {
             if (setting.domain != domain) continue;
-            context.out << fmt::format("  {:<34} {}\n", setting.name, humanValue(document[group][setting.name]));
+            context.out << fmt::format("  {:<34} {}\n", setting.name,
+                                       humanValue(document[group][setting.name]));
         }
     };
     section("Standard settings", SettingsDomain::standard, "standard");
@@ -73,11 +76,13 @@ int set(const CommandContext& context) {
     if (setting == nullptr) return usageError(context, fmt::format("unknown key '{}'", name));
     const auto value = parseSettingValue(*setting, text);
     if (!value) {
-        return usageError(context, fmt::format("'{}' is not a {} value for {}", text, typeName(setting->type), name));
+        return usageError(context, fmt::format("'{}' is not a {} value for {}", text,
+                                               typeName(setting->type), name));
     }
     Stores stores(context.locations());
     if (stores.of(*setting).set(name, *value) == StoreWrite::failed) {
-        context.err << fmt::format("kestrow settings: could not write {}\n", stores.of(*setting).file().string());
+        context.err << fmt::format("kestrow settings: could not write {}\n",
+                                   stores.of(*setting).file().string());
         return kExitFailed;
     }
     return kExitDone;
@@ -90,7 +95,8 @@ int unset(const CommandContext& context) {
     if (setting == nullptr) return usageError(context, fmt::format("unknown key '{}'", name));
     Stores stores(context.locations());
     if (stores.of(*setting).remove(name) == StoreWrite::failed) {
-        context.err << fmt::format("kestrow settings: could not write {}\n", stores.of(*setting).file().string());
+        context.err << fmt::format("kestrow settings: could not write {}\n",
+                                   stores.of(*setting).file().string());
         return kExitFailed;
     }
     return kExitDone;

@@ -20,12 +20,16 @@ struct UserLocations {
 
     std::filesystem::path settingsFolder() const { return configHome / "kestrow"; }
     // The app's own settings.
-    std::filesystem::path standardStoreFile() const { return settingsFolder() / "bar.vemb.orvel.plist"; }
+    std::filesystem::path standardStoreFile() const {
+        return settingsFolder() / "bar.vemb.orvel.plist";
+    }
     // The store shared with whatever shows Kestrow's status outside the app.
     std::filesystem::path sharedStoreFile() const {
         return settingsFolder() / "QX7T2LM9KA.bar.vemb.orvel.plist";
     }
-    std::filesystem::path autostartEntry() const { return configHome / "autostart" / "kestrow.desktop"; }
+    std::filesystem::path autostartEntry() const {
+        return configHome / "autostart" / "kestrow.desktop";
+    }
 };
 
 }  // namespace kestrow

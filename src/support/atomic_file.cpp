@@ -27,7 +27,8 @@ std::optional<std::string> readFile(const std::filesystem::path& path) {
     return std::move(content).str();
 }
 
-bool writeFileAtomically(const std::filesystem::path& path, std::string_view data, std::string* error) {
+bool writeFileAtomically(const std::filesystem::path& path, std::string_view data,
+                         std::string* error) {
     const std::filesystem::path folder = path.parent_path().empty() ? "." : path.parent_path();
     std::error_code ec;
     if (!std::filesystem::exists(folder, ec)) {

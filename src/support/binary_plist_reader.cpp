@@ -17,19 +17,22 @@ public:
     explicit Reader(std::string_view bytes) : bytes_(bytes) {}
 
     std::optional<PlistValue> read() {
-        if (bytes_.size() < 8 + kTrailerSize || bytes_.substr(0, 8) != "bplist00") return std::nullopt;
+        if (bytes_.size() < 8 + kTrailerSize || bytes_.substr(0, 8) != "bplist00")
+            return std::nullopt;
         const std::size_t trailer = bytes_.size() - kTrailerSize;
         offsetSize_ = byteAt(trailer + 6);
         refSize_ = byteAt(trailer + 7);
         const auto count = bigEndian(trailer + 8, 8);
         const auto top = bigEndian(trailer + 16, 8);
         const auto table = bigEndian(trailer + 24, 8);
-        if (!count || !top || !table || offsetSize_ < 1 || offsetSize_ > 8 || refSize_ < 1 || refSize_ > 8) {
+        if (!count || !top || !table || offsetSize_ < 1 || offsetSize_ > 8 || refSize_ < 1 ||
+            refSize_ > 8) {
             return std::nullopt;
         }
         objectCount_ = *count;
         tableOffset_ = *table;
-        if (*top >= objectCount_ || tableOffset_ > trailer || objectCount_ > (trailer - tableOffset_) / offsetSize_) {
+        if (*top >= objectCount_ || tableOffset_ > trailer ||
+            objectCount_ > (trailer - tableOffset_) / offsetSize_) {
             return std::nullopt;
         }
         return object(*top, 0);
@@ -39,14 +42,17 @@ private:
     std::uint8_t byteAt(std::size_t at) const { return static_cast<std::uint8_t>(bytes_[at]); }
 
     std::optional<std::uint64_t> bigEndian(std::uint64_t at, std::size_t width) const {
-        if (width == 0 || width > 8 || at > bytes_.size() || bytes_.size() - at < width) return std::nullopt;
+        if (width == 0 || width > 8 || at > bytes_.size() || bytes_.size() - at < width)
+            return std::nullopt;
         std::uint64_t value = 0;
-        for (std::size_t i = 0; i < width; ++i) value = (value << 8) | byteAt(static_cast<std::size_t>(at) + i);
+        for (std::size_t i = 0; i < width; ++i)
+            value = (value << 8) | byteAt(static_cast<std::size_t>(at) + i);
         return value;
     }
 
     // The length in a marker's low nibble, or, when that is 0xF, the integer object that follows.
-    std::optional<std::pair<std::uint64_t, std::uint64_t>> lengthAndStart(std::uint64_t at, std::uint8_t info) const {
+    std::optional<std::pair<std::uint64_t, std::uint64_t>> lengthAndStart(std::uint64_t at,
+                                                                          std::uint8_t info) const {
         if (info != 0x0F) return std::pair{std::uint64_t{info}, at + 1};
         const auto marker = bigEndian(at + 1, 1);
         if (!marker || (*marker & 0xF0) != 0x10 || (*marker & 0x0F) > 3) return std::nullopt;
@@ -83,7 +89,8 @@ private:
                 if (info == 2) {
                     const auto raw = bigEndian(*at + 1, 4);
                     if (!raw) return std::nullopt;
-                    return PlistValue(static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(*raw))));
+                    return PlistValue(static_cast<double>(
+                        std::bit_cast<float>(static_cast<std::uint32_t>(*raw))));
                 }
                 if (info != 3) return std::nullopt;
                 const auto raw = bigEndian(*at + 1, 8);
@@ -108,8 +115,9 @@ private:
                     std::string text(bytes_.substr(start, length));
                     return PlistValue(std::move(text));
                 }
-                return PlistValue(PlistData(bytes_.begin() + static_cast<std::ptrdiff_t>(start),
-                                            bytes_.begin() + static_cast<std::ptrdiff_t>(start + length)));
+                return PlistValue(
+                    PlistData(bytes_.begin() + static_cast<std::ptrdiff_t>(start),
+                              bytes_.begin() + static_cast<std::ptrdiff_t>(start + length)));
             }
             case 0x6: {
                 const auto span = lengthAndStart(*at, info);
@@ -120,7 +128,8 @@ private:
             case 0xD: {
                 const auto span = lengthAndStart(*at, info);
                 const std::uint64_t refs = marker >> 4 == 0xD ? 2 : 1;
-                if (!span || span->first > kMaxValues || !fits(span->second, span->first * refs, refSize_)) {
+                if (!span || span->first > kMaxValues ||
+                    !fits(span->second, span->first * refs, refSize_)) {
                     return std::nullopt;
                 }
                 return marker >> 4 == 0xA ? array(span->second, span->first, depth)
@@ -151,7 +160,8 @@ private:
             const auto key = object(*keyRef, depth + 1);
             auto value = object(*valueRef, depth + 1);
             if (values_ > kMaxValues) return std::nullopt;
-            if (key && key->asString() && value) out.insert_or_assign(*key->asString(), std::move(*value));
+            if (key && key->asString() && value)
+                out.insert_or_assign(*key->asString(), std::move(*value));
         }
         return PlistValue(std::move(out));
     }
@@ -165,7 +175,8 @@ private:
         };
         for (std::uint64_t i = 0; i < units; ++i) {
             std::uint32_t c = unit(i);
-            if (c >= 0xD800 && c <= 0xDBFF && i + 1 < units && unit(i + 1) >= 0xDC00 && unit(i + 1) <= 0xDFFF) {
+            if (c >= 0xD800 && c <= 0xDBFF && i + 1 < units && unit(i + 1) >= 0xDC00 &&
+                unit(i + 1) <= 0xDFFF) {
                 c = 0x10000 + ((c - 0xD800) << 10) + (unit(i + 1) - 0xDC00);
                 ++i;
             } else if (c >= 0xD800 && c <= 0xDFFF) {
@@ -200,6 +211,8 @@ private:
 
 }  // namespace
 
-std::optional<PlistValue> readBinaryPlist(std::string_view bytes) { return Reader(bytes).read(); }
+std::optional<PlistValue> readBinaryPlist(std::string_view bytes) {
+    return Reader(bytes).read();
+}
 
 }  // namespace kestrow

@@ -14,13 +14,15 @@ std::string formatByteCount(std::int64_t bytes) {
     // Magnitude as a double: exact below 2^53, and display rounding hides the rest.
     const double magnitude = std::fabs(static_cast<double>(bytes));
     if (magnitude < 1000.0) {
-        return fmt::format("{}{} {}", sign, static_cast<std::int64_t>(magnitude), magnitude == 1.0 ? "byte" : "bytes");
+        return fmt::format("{}{} {}", sign, static_cast<std::int64_t>(magnitude),
+                           magnitude == 1.0 ? "byte" : "bytes");
     }
     struct Unit {
         std::string_view name;
         int decimals;
     };
-    static constexpr std::array<Unit, 6> units{{{"KB", 0}, {"MB", 1}, {"GB", 2}, {"TB", 2}, {"PB", 2}, {"EB", 2}}};
+    static constexpr std::array<Unit, 6> units{
+        {{"KB", 0}, {"MB", 1}, {"GB", 2}, {"TB", 2}, {"PB", 2}, {"EB", 2}}};
     double value = magnitude / 1000.0;
     std::size_t index = 0;
     for (;;) {

@@ -19,7 +19,8 @@ public:
     virtual double monotonic() const = 0;
     // Seconds since the machine booted, sleep included.
     virtual double secondsSinceBoot() const = 0;
-    // Waits `seconds`; returns false as soon as `stop` is requested (at once when already requested).
+    // Waits `seconds`; returns false as soon as `stop` is requested (at once when already
+    // requested).
     virtual bool sleep(double seconds, std::stop_token stop = {}) = 0;
 };
 
@@ -29,7 +30,8 @@ inline double secondsBetween(WallTime from, WallTime to) {
 }
 
 inline WallTime addSeconds(WallTime t, double seconds) {
-    return t + std::chrono::duration_cast<WallTime::duration>(std::chrono::duration<double>(seconds));
+    return t +
+           std::chrono::duration_cast<WallTime::duration>(std::chrono::duration<double>(seconds));
 }
 
 }  // namespace kestrow

@@ -46,25 +46,27 @@ std::string formatIsoDate(WallTime time) {
     const year_month_day ymd{day};
     const hh_mm_ss<seconds> hms{secondsSinceEpoch - day};
     return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", static_cast<int>(ymd.year()),
-                       static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()), hms.hours().count(),
-                       hms.minutes().count(), hms.seconds().count());
+                       static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
+                       hms.hours().count(), hms.minutes().count(), hms.seconds().count());
 }
 
 std::optional<WallTime> parseIsoDate(std::string_view text) {
     Cursor c(text);
     int y = 0, mo = 0, d = 0;
-    if (!c.digits(4, y) || !c.literal('-') || !c.digits(2, mo) || !c.literal('-') || !c.digits(2, d)) {
+    if (!c.digits(4, y) || !c.literal('-') || !c.digits(2, mo) || !c.literal('-') ||
+        !c.digits(2, d)) {
         return std::nullopt;
     }
-    const year_month_day ymd{year{y}, month{static_cast<unsigned>(mo)}, day{static_cast<unsigned>(d)}};
+    const year_month_day ymd{year{y}, month{static_cast<unsigned>(mo)},
+                             day{static_cast<unsigned>(d)}};
     // The clock counts nanoseconds in 64 bits: years far outside these would overflow it.
     if (!ymd.ok() || y < 1900 || y > 2200) return std::nullopt;
     WallTime result = sys_days{ymd};
     if (c.atEnd()) return result;
 
     int h = 0, mi = 0, s = 0;
-    if (!c.literal('T') || !c.digits(2, h) || !c.literal(':') || !c.digits(2, mi) || !c.literal(':') ||
-        !c.digits(2, s) || h > 23 || mi > 59 || s > 60) {
+    if (!c.literal('T') || !c.digits(2, h) || !c.literal(':') || !c.digits(2, mi) ||
+        !c.literal(':') || !c.digits(2, s) || h > 23 || mi > 59 || s > 60) {
         return std::nullopt;
     }
     result += hours{h} + minutes{mi} + seconds{s};
@@ -83,7 +85,8 @@ std::optional<WallTime> parseIsoDate(std::string_view text) {
     const bool plus = c.literal('+');
     if (!plus && !c.literal('-')) return std::nullopt;
     int oh = 0, om = 0;
-    if (!c.digits(2, oh) || !c.literal(':') || !c.digits(2, om) || !c.atEnd() || oh > 23 || om > 59) {
+    if (!c.digits(2, oh) || !c.literal(':') || !c.digits(2, om) || !c.atEnd() || oh > 23 ||
+        om > 59) {
         return std::nullopt;
     }
     const auto offset = hours{oh} + minutes{om};

@@ -16,10 +16,15 @@ public:
     virtual void write(LogLevel level, std::string_view message) = 0;
 };
 
-// The fallback sink, and the one the command-line tools use.
+// The fallback sink, and the one the command-line tools use. Debug lines stay out of a terminal
+// unless asked for; the journal keeps them and filters by level itself.
 class StderrLogSink final : public LogSink {
 public:
+    explicit StderrLogSink(LogLevel minimum = LogLevel::info) : minimum_(minimum) {}
     void write(LogLevel level, std::string_view message) override;
+
+private:
+    LogLevel minimum_;
 };
 
 }  // namespace kestrow

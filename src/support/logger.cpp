@@ -4,15 +4,24 @@ namespace kestrow {
 
 std::string_view areaWord(LogArea area) {
     switch (area) {
-        case LogArea::general: return "";
-        case LogArea::mounting: return "Mounting";
-        case LogArea::caffeine: return "Caffeine";
-        case LogArea::keepAwake: return "Keep awake";
-        case LogArea::nightlyBackup: return "Nightly backup";
-        case LogArea::backUpNow: return "Back Up Now";
-        case LogArea::browserCaches: return "Browser caches";
-        case LogArea::maintenance: return "Maintenance";
-        case LogArea::hogWatch: return "Hog watch";
+        case LogArea::general:
+            return "";
+        case LogArea::mounting:
+            return "Mounting";
+        case LogArea::caffeine:
+            return "Caffeine";
+        case LogArea::keepAwake:
+            return "Keep awake";
+        case LogArea::nightlyBackup:
+            return "Nightly backup";
+        case LogArea::backUpNow:
+            return "Back Up Now";
+        case LogArea::browserCaches:
+            return "Browser caches";
+        case LogArea::maintenance:
+            return "Maintenance";
+        case LogArea::hogWatch:
+            return "Hog watch";
     }
     return "";
 }

@@ -31,7 +31,8 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
         case PLIST_UINT: {
             std::uint64_t v = 0;
             plist_get_uint_val(node, &v);
-            return PlistValue(static_cast<std::int64_t>(v));  // libplist keeps negatives in two's complement
+            return PlistValue(
+                static_cast<std::int64_t>(v));  // libplist keeps negatives in two's complement
         }
         case PLIST_REAL: {
             double v = 0;
@@ -61,7 +62,8 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
             PlistArray array;
             const std::uint32_t count = plist_array_get_size(node);
             for (std::uint32_t i = 0; i < count; ++i) {
-                if (auto v = fromNode(plist_array_get_item(node, i), depth + 1)) array.push_back(std::move(*v));
+                if (auto v = fromNode(plist_array_get_item(node, i), depth + 1))
+                    array.push_back(std::move(*v));
             }
             return PlistValue(std::move(array));
         }
@@ -75,7 +77,8 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
                 plist_dict_next_item(node, it, &key, &item);
                 const std::unique_ptr<char, decltype(&std::free)> keyOwner(key, &std::free);
                 if (item == nullptr) break;
-                if (auto v = fromNode(item, depth + 1); v && key != nullptr) dict.insert_or_assign(key, std::move(*v));
+                if (auto v = fromNode(item, depth + 1); v && key != nullptr)
+                    dict.insert_or_assign(key, std::move(*v));
             }
             std::free(it);
             return PlistValue(std::move(dict));
@@ -88,7 +91,9 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
 plist_t toNode(const PlistValue& value) {
     struct Visitor {
         plist_t operator()(bool v) const { return plist_new_bool(v ? 1 : 0); }
-        plist_t operator()(std::int64_t v) const { return plist_new_uint(static_cast<std::uint64_t>(v)); }
+        plist_t operator()(std::int64_t v) const {
+            return plist_new_uint(static_cast<std::uint64_t>(v));
+        }
         plist_t operator()(double v) const { return plist_new_real(v); }
         plist_t operator()(const std::string& v) const { return plist_new_string(v.c_str()); }
         plist_t operator()(WallTime v) const {
@@ -142,7 +147,8 @@ const PlistValue* PlistValue::find(std::string_view key) const {
 }
 
 std::optional<PlistValue> PlistValue::parse(std::string_view bytes) {
-    if (bytes.empty() || bytes.size() > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+    if (bytes.empty() || bytes.size() > std::numeric_limits<std::uint32_t>::max())
+        return std::nullopt;
     if (bytes.starts_with("bplist")) return readBinaryPlist(bytes);
     plist_t root = nullptr;
     plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);

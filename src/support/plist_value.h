@@ -22,22 +22,22 @@ using PlistDict = std::map<std::string, PlistValue, std::less<>>;
 // integer is not a real), so that "a value of the wrong type reads as absent" can be honoured.
 class PlistValue {
 public:
-    using Storage =
-        std::variant<bool, std::int64_t, double, std::string, WallTime, PlistData, PlistArray, PlistDict>;
+    using Storage = std::variant<bool, std::int64_t, double, std::string, WallTime, PlistData,
+                                 PlistArray, PlistDict>;
 
     PlistValue() : storage_(PlistDict{}) {}
     PlistValue(bool v) : storage_(v) {}  // NOLINT: values convert implicitly, like literals
     template <typename I>
-        requires(std::is_integral_v<I> && !std::is_same_v<I, bool>)
-    PlistValue(I v) : storage_(static_cast<std::int64_t>(v)) {}  // NOLINT
-    PlistValue(double v) : storage_(v) {}                        // NOLINT
-    PlistValue(std::string v) : storage_(std::move(v)) {}        // NOLINT
-    PlistValue(std::string_view v) : storage_(std::string(v)) {} // NOLINT
-    PlistValue(const char* v) : storage_(std::string(v)) {}      // NOLINT
-    PlistValue(WallTime v) : storage_(v) {}                      // NOLINT
-    PlistValue(PlistData v) : storage_(std::move(v)) {}          // NOLINT
-    PlistValue(PlistArray v) : storage_(std::move(v)) {}         // NOLINT
-    PlistValue(PlistDict v) : storage_(std::move(v)) {}          // NOLINT
+    requires(std::is_integral_v<I> && !std::is_same_v<I, bool>) PlistValue(I v)
+        : storage_(static_cast<std::int64_t>(v)) {}               // NOLINT
+    PlistValue(double v) : storage_(v) {}                         // NOLINT
+    PlistValue(std::string v) : storage_(std::move(v)) {}         // NOLINT
+    PlistValue(std::string_view v) : storage_(std::string(v)) {}  // NOLINT
+    PlistValue(const char* v) : storage_(std::string(v)) {}       // NOLINT
+    PlistValue(WallTime v) : storage_(v) {}                       // NOLINT
+    PlistValue(PlistData v) : storage_(std::move(v)) {}           // NOLINT
+    PlistValue(PlistArray v) : storage_(std::move(v)) {}          // NOLINT
+    PlistValue(PlistDict v) : storage_(std::move(v)) {}           // NOLINT
 
     const bool* asBool() const { return std::get_if<bool>(&storage_); }
     const std::int64_t* asInteger() const { return std::get_if<std::int64_t>(&storage_); }

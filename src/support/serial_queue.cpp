@@ -7,7 +7,9 @@ namespace kestrow {
 SerialQueue::SerialQueue(std::string label)
     : label_(std::move(label)), worker_([this](std::stop_token stop) { run(stop); }) {}
 
-SerialQueue::~SerialQueue() { worker_.request_stop(); }
+SerialQueue::~SerialQueue() {
+    worker_.request_stop();
+}
 
 TaskId SerialQueue::postAfter(double seconds, std::function<void()> task) {
     const auto delay = std::chrono::duration_cast<std::chrono::steady_clock::duration>(

@@ -24,7 +24,8 @@ public:
     class Connection {
     public:
         Connection() = default;
-        Connection(std::weak_ptr<Slots> slots, std::uint64_t id) : slots_(std::move(slots)), id_(id) {}
+        Connection(std::weak_ptr<Slots> slots, std::uint64_t id)
+            : slots_(std::move(slots)), id_(id) {}
         Connection(Connection&& other) noexcept
             : slots_(std::move(other.slots_)), id_(std::exchange(other.id_, 0)) {}
         Connection& operator=(Connection&& other) noexcept {

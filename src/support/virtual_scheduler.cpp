@@ -28,14 +28,18 @@ WallTime VirtualScheduler::defaultStart() {
     return WallTime{std::chrono::seconds{1768478400}};
 }
 
-Executor& VirtualScheduler::mainExecutor() { return *executors_.front(); }
+Executor& VirtualScheduler::mainExecutor() {
+    return *executors_.front();
+}
 
 Executor& VirtualScheduler::makeSerialQueue() {
     executors_.push_back(std::make_unique<QueueExecutor>(*this));
     return *executors_.back();
 }
 
-WallTime VirtualScheduler::now() const { return addSeconds(start_, elapsed_ + wallShift_); }
+WallTime VirtualScheduler::now() const {
+    return addSeconds(start_, elapsed_ + wallShift_);
+}
 
 bool VirtualScheduler::sleep(double seconds, std::stop_token stop) {
     if (stop.stop_requested()) return false;
@@ -45,7 +49,8 @@ bool VirtualScheduler::sleep(double seconds, std::stop_token stop) {
 
 TaskId VirtualScheduler::schedule(double delay, std::function<void()> task) {
     const std::uint64_t sequence = nextSequence_++;
-    pending_.push_back(Pending{elapsed_ + std::max(0.0, delay), sequence, sequence, std::move(task)});
+    pending_.push_back(
+        Pending{elapsed_ + std::max(0.0, delay), sequence, sequence, std::move(task)});
     return sequence;
 }
 
@@ -56,9 +61,10 @@ void VirtualScheduler::cancelTask(TaskId id) {
 void VirtualScheduler::advance(double seconds) {
     const double target = elapsed_ + std::max(0.0, seconds);
     for (;;) {
-        auto next = std::min_element(pending_.begin(), pending_.end(), [](const Pending& a, const Pending& b) {
-            return a.due != b.due ? a.due < b.due : a.sequence < b.sequence;
-        });
+        auto next = std::min_element(
+            pending_.begin(), pending_.end(), [](const Pending& a, const Pending& b) {
+                return a.due != b.due ? a.due < b.due : a.sequence < b.sequence;
+            });
         if (next == pending_.end() || next->due > target) break;
         Pending due = std::move(*next);
         pending_.erase(next);

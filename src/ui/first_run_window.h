@@ -19,7 +19,7 @@ class StepCardWidget;
 class FirstRunWindow : public QWidget {
     Q_OBJECT
 
-  public:
+public:
     using FactsSource = std::function<FirstRunFacts()>;
     using ActionHandler = std::function<void(StepAction)>;
 
@@ -32,7 +32,7 @@ class FirstRunWindow : public QWidget {
 
     const std::vector<StepCardWidget*>& cards() const { return cards_; }
 
-  private:
+private:
     void perform(StepAction action);
     void centreOnScreen();
 

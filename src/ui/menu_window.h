@@ -17,7 +17,7 @@ enum class MenuSection { backup, networkShares, keepAwake, weeklyCleaners, disk 
 class MenuWindow : public QWidget {
     Q_OBJECT
 
-  public:
+public:
     explicit MenuWindow(std::function<void()> quit, QWidget* parent = nullptr);
 
     // The empty area under a section's header, laid out top to bottom.
@@ -32,12 +32,12 @@ class MenuWindow : public QWidget {
     // half of the screen, above one in the lower half, always inside `available`.
     static QPoint placement(const QSize& size, const QRect& anchor, const QRect& available);
 
-  protected:
+protected:
     void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
-  private:
+private:
     void dismiss();
 
     std::function<void()> quit_;

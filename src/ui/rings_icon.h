@@ -9,7 +9,7 @@ namespace kestrow {
 // The product's mark: concentric rings. The tray shows it in a calm colour; the attention variant
 // turns the rings warm and adds a dot, so a problem stands out even at 16 px.
 class RingsIcon {
-  public:
+public:
     enum class Variant { normal, attention };
 
     static QIcon icon(Variant variant);

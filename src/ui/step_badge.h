@@ -10,7 +10,7 @@ namespace kestrow {
 class StepBadge : public QWidget {
     Q_OBJECT
 
-  public:
+public:
     explicit StepBadge(QWidget* parent = nullptr);
 
     void setStep(int number, bool done);
@@ -22,10 +22,10 @@ class StepBadge : public QWidget {
 
     static QColor doneColor();
 
-  protected:
+protected:
     void paintEvent(QPaintEvent* event) override;
 
-  private:
+private:
     int number_ = 0;
     bool done_ = false;
 };

@@ -17,7 +17,7 @@ class StepBadge;
 class StepCardWidget : public QWidget {
     Q_OBJECT
 
-  public:
+public:
     using ActionHandler = std::function<void(StepAction)>;
 
     explicit StepCardWidget(ActionHandler onAction, QWidget* parent = nullptr);
@@ -31,10 +31,10 @@ class StepCardWidget : public QWidget {
     QLabel* textLabel() const { return text_; }
     QPushButton* button() const { return button_; }
 
-  protected:
+protected:
     void paintEvent(QPaintEvent* event) override;
 
-  private:
+private:
     ActionHandler onAction_;
     StepCard card_;
     StepBadge* badge_;

@@ -23,7 +23,7 @@ class MenuWindow;
 class UiShell : public QObject, public AppShell {
     Q_OBJECT
 
-  public:
+public:
     UiShell(MenuBarState& menu, std::function<FirstRunFacts()> readFirstRunFacts,
             std::function<void(StepAction)> performStep, std::function<void()> quit,
             QObject* parent = nullptr);
@@ -43,7 +43,7 @@ class UiShell : public QObject, public AppShell {
     // Null when the desktop has no tray.
     QSystemTrayIcon* trayIcon() const { return tray_.get(); }
 
-  private:
+private:
     void createTray();
     void applyIconAttention(bool hasError);
 

@@ -16,12 +16,14 @@ struct Result {
     std::string output;
 };
 
-Result runKestrow(const testing::TempFolder& home, const std::string& args, const std::string& env = "") {
+Result runKestrow(const testing::TempFolder& home, const std::string& args,
+                  const std::string& env = "") {
     const char* binary = std::getenv("KESTROW_BINARY");
     if (binary == nullptr) return {-1, "KESTROW_BINARY is not set"};
     const std::string command = "env -i HOME='" + home.path().string() + "' XDG_CONFIG_HOME='" +
-                                (home / ".config").string() + "' XDG_RUNTIME_DIR='" + (home / "run").string() + "' " +
-                                env + " '" + binary + "' " + args + " 2>&1";
+                                (home / ".config").string() + "' XDG_RUNTIME_DIR='" +
+                                (home / "run").string() + "' " + env + " '" + binary + "' " + args +
+                                " 2>&1";
     FILE* pipe = ::popen(command.c_str(), "r");
     std::string output;
     char buffer[4096];
@@ -32,7 +34,8 @@ Result runKestrow(const testing::TempFolder& home, const std::string& args, cons
 
 TEST(KestrowBinary, UnknownInputGetsUsageAndStatusTwo) {
     testing::TempFolder home;
-    for (const char* args : {"frobnicate", "--frobnicate", "settings set", "settings set nightlyBackupStartHour x"}) {
+    for (const char* args :
+         {"frobnicate", "--frobnicate", "settings set", "settings set nightlyBackupStartHour x"}) {
         const Result r = runKestrow(home, args);
         EXPECT_EQ(r.status, 2) << args << ": " << r.output;
         EXPECT_NE(r.output.find("usage: kestrow"), std::string::npos) << args;
@@ -46,7 +49,8 @@ TEST(KestrowBinary, ThePreviewsFlagStartsNothingAndWritesNothing) {
     testing::TempFolder home;
     const Result r = runKestrow(home, "", "XCODE_RUNNING_FOR_PREVIEWS=1");
     EXPECT_EQ(r.status, 0) << r.output;
-    EXPECT_TRUE(std::filesystem::is_empty(home.path())) << "no settings, no autostart entry, no socket";
+    EXPECT_TRUE(std::filesystem::is_empty(home.path()))
+        << "no settings, no autostart entry, no socket";
 }
 
 }  // namespace

@@ -21,10 +21,15 @@ protected:
     int run(std::vector<std::string> args) {
         out.str("");
         err.str("");
-        return runSettingsCommand(CommandContext{std::move(args), out, err, home.homeEnvironment()});
+        return runSettingsCommand(
+            CommandContext{std::move(args), out, err, home.homeEnvironment()});
     }
-    std::filesystem::path standardFile() const { return home / ".config/kestrow/bar.vemb.orvel.plist"; }
-    std::filesystem::path sharedFile() const { return home / ".config/kestrow/QX7T2LM9KA.bar.vemb.orvel.plist"; }
+    std::filesystem::path standardFile() const {
+        return home / ".config/kestrow/bar.vemb.orvel.plist";
+    }
+    std::filesystem::path sharedFile() const {
+        return home / ".config/kestrow/QX7T2LM9KA.bar.vemb.orvel.plist";
+    }
     nlohmann::json json() {
         EXPECT_EQ(run({"--json"}), 0);
         return nlohmann::json::parse(out.str());
@@ -45,7 +50,8 @@ TEST_F(SettingsCommandTest, JsonReportsEveryKeyWithItsEffectiveValue) {
     EXPECT_EQ(doc["standard"]["nightlyBackupStartHour"], 3);
     EXPECT_EQ(doc["standard"]["maintenanceEnabled.homebrew"], false);
     EXPECT_EQ(doc["standard"]["ownedMounts"], nlohmann::json::array());
-    EXPECT_TRUE(doc["shared"]["destinationReachable"].is_null()) << "not known is null, never a made-up default";
+    EXPECT_TRUE(doc["shared"]["destinationReachable"].is_null())
+        << "not known is null, never a made-up default";
     EXPECT_EQ(doc["shared"]["protectedThresholdHours"], 24.0);
     EXPECT_FALSE(std::filesystem::exists(standardFile())) << "reading writes nothing";
 }

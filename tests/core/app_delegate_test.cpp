@@ -17,7 +17,8 @@ namespace {
 using Events = std::vector<std::string>;
 
 struct RecordingService final : Service {
-    RecordingService(Events& log, std::string serviceName) : events(log), name(std::move(serviceName)) {}
+    RecordingService(Events& log, std::string serviceName)
+        : events(log), name(std::move(serviceName)) {}
     void start() override { events.push_back("start " + name); }
     void stop() override { events.push_back("stop " + name); }
     Events& events;
@@ -55,7 +56,9 @@ struct RecordingWidgetHost final : WidgetHost {
     }
     void terminate(int pid) override { events.push_back("terminate " + std::to_string(pid)); }
     std::optional<WallTime> appBinaryReplaced() const override { return replaced; }
-    void reloadTimelines(std::string_view kind) override { events.push_back("reload " + std::string(kind)); }
+    void reloadTimelines(std::string_view kind) override {
+        events.push_back("reload " + std::string(kind));
+    }
     Events& events;
     std::vector<Process> processes;
     std::optional<WallTime> replaced;
@@ -82,10 +85,17 @@ struct FakePreferencesFile final : PreferencesFileHandle {
     bool& access;
 };
 
-const Events kStartOrder{"start shares",          "start vpn",          "start protection refresh",
-                         "start background monitoring", "start nightly backup", "start browser cleaner",
-                         "start developer cleaner", "start keep awake",  "start caffeine",
-                         "start drive health",    "start hog watch"};
+const Events kStartOrder{"start shares",
+                         "start vpn",
+                         "start protection refresh",
+                         "start background monitoring",
+                         "start nightly backup",
+                         "start browser cleaner",
+                         "start developer cleaner",
+                         "start keep awake",
+                         "start caffeine",
+                         "start drive health",
+                         "start hog watch"};
 
 class AppDelegateTest : public ::testing::Test {
 protected:
@@ -129,9 +139,10 @@ protected:
                 return std::make_unique<FakePreferencesFile>(events, hasAccess);
             },
             AppServices{service("shares"), service("vpn"), service("protection refresh"),
-                        service("background monitoring"), service("nightly backup"), service("browser cleaner"),
-                        service("developer cleaner"), service("keep awake"), service("caffeine"),
-                        service("drive health"), service("hog watch")},
+                        service("background monitoring"), service("nightly backup"),
+                        service("browser cleaner"), service("developer cleaner"),
+                        service("keep awake"), service("caffeine"), service("drive health"),
+                        service("hog watch")},
             service("wake observer"),
             shell,
             menu,
@@ -146,12 +157,14 @@ TEST_F(AppDelegateTest, LaunchAndQuitRunEveryStepInOrder) {
     delegate->applicationDidFinishLaunching();
     Events expected{"stale widget check", "create preferences file", "register login item"};
     expected.insert(expected.end(), kStartOrder.begin(), kStartOrder.end());
-    expected.insert(expected.end(), {"request notification authorization", "start wake observer", "show first-run window"});
+    expected.insert(expected.end(), {"request notification authorization", "start wake observer",
+                                     "show first-run window"});
     EXPECT_EQ(events, expected);
 
     events.clear();
     delegate->applicationWillTerminate();
-    EXPECT_EQ(events, (Events{"stop keep awake", "stop caffeine", "stop shares", "stop wake observer"}));
+    EXPECT_EQ(events,
+              (Events{"stop keep awake", "stop caffeine", "stop shares", "stop wake observer"}));
 }
 
 TEST_F(AppDelegateTest, ThePreviewsFlagStopsEverythingOnlyWhenItIsExactlyOne) {
@@ -160,18 +173,21 @@ TEST_F(AppDelegateTest, ThePreviewsFlagStopsEverythingOnlyWhenItIsExactlyOne) {
     delegate->applicationDidFinishLaunching();
     delegate->applicationWillTerminate();
     EXPECT_TRUE(events.empty());
-    EXPECT_FALSE(std::filesystem::exists(standard.file())) << "not even the once-only flag is written";
+    EXPECT_FALSE(std::filesystem::exists(standard.file()))
+        << "not even the once-only flag is written";
 
     for (const char* other : {"0", "true", ""}) {
         environment["XCODE_RUNNING_FOR_PREVIEWS"] = other;
         events.clear();
         makeDelegate()->applicationDidFinishLaunching();
-        EXPECT_NE(std::find(events.begin(), events.end(), "start hog watch"), events.end()) << other;
+        EXPECT_NE(std::find(events.begin(), events.end(), "start hog watch"), events.end())
+            << other;
     }
 }
 
 TEST_F(AppDelegateTest, StartAtLaunchIsTurnedOnOnceInTheAppsLife) {
-    loginItems.failure = "permission denied";  // a failed registration is logged and does not stop launch
+    loginItems.failure =
+        "permission denied";  // a failed registration is logged and does not stop launch
     makeDelegate()->applicationDidFinishLaunching();
     EXPECT_TRUE(sink.contains("Failed to enable start at launch: permission denied"));
     EXPECT_EQ(standard.boolValue(keys::didAutoEnableStartAtLaunch), true);
@@ -241,11 +257,14 @@ TEST_F(AppDelegateTest, ReopeningBringsBackAnAutoHiddenIcon) {
 TEST(StaleWidgetCheck, EndsOnlyProcessesStartedBeforeTheBinaryWasReplaced) {
     const WallTime replaced = WallTime{std::chrono::seconds{1'800'000'000}};
     const WallTime now = replaced + std::chrono::hours(1);
-    const std::vector<WidgetHost::Process> processes{
-        {10, replaced - std::chrono::seconds(1)}, {11, replaced}, {12, replaced + std::chrono::seconds(5)}};
+    const std::vector<WidgetHost::Process> processes{{10, replaced - std::chrono::seconds(1)},
+                                                     {11, replaced},
+                                                     {12, replaced + std::chrono::seconds(5)}};
     EXPECT_EQ(StaleWidgetCheck::staleProcesses(processes, replaced, now), (std::vector<int>{10}));
     EXPECT_TRUE(StaleWidgetCheck::staleProcesses(processes, std::nullopt, now).empty());
-    EXPECT_TRUE(StaleWidgetCheck::staleProcesses(processes, replaced, replaced - std::chrono::hours(1)).empty());
+    EXPECT_TRUE(
+        StaleWidgetCheck::staleProcesses(processes, replaced, replaced - std::chrono::hours(1))
+            .empty());
 
     Events events;
     RecordingWidgetHost host(events);
@@ -254,7 +273,8 @@ TEST(StaleWidgetCheck, EndsOnlyProcessesStartedBeforeTheBinaryWasReplaced) {
     testing::RecordingLogSink sink;
     EXPECT_EQ(StaleWidgetCheck(host, Logger(sink, LogArea::general)).run(now), 1u);
     EXPECT_EQ(events, (Events{"stale widget check", "terminate 10", "reload OrvelWidget"}));
-    EXPECT_TRUE(sink.contains("Reaped 1 stale widget process(es) running a replaced binary; timelines reloaded"));
+    EXPECT_TRUE(sink.contains(
+        "Reaped 1 stale widget process(es) running a replaced binary; timelines reloaded"));
 }
 
 }  // namespace

@@ -28,7 +28,9 @@ std::string bplist(const std::vector<std::string>& objects, std::uint8_t top = 0
     return out;
 }
 
-std::string ascii(const std::string& text) { return static_cast<char>(0x50 | text.size()) + text; }
+std::string ascii(const std::string& text) {
+    return static_cast<char>(0x50 | text.size()) + text;
+}
 
 TEST(BinaryPlistReader, ReadsWhatLibrariesChokeOn) {
     using namespace std::string_literals;
@@ -55,7 +57,8 @@ TEST(BinaryPlistReader, HostileStructureEndsQuicklyWithoutCrashing) {
     (void)readBinaryPlist(bplist({"\xA2\x00\x00"s}));
     // Sixteen arrays each holding the next one twice: 2^16 paths through shared references.
     std::vector<std::string> fan;
-    for (int i = 0; i < 16; ++i) fan.push_back("\xA2"s + static_cast<char>(i + 1) + static_cast<char>(i + 1));
+    for (int i = 0; i < 16; ++i)
+        fan.push_back("\xA2"s + static_cast<char>(i + 1) + static_cast<char>(i + 1));
     fan.push_back("\x09"s);
     (void)readBinaryPlist(bplist(fan));
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5));
@@ -63,11 +66,15 @@ TEST(BinaryPlistReader, HostileStructureEndsQuicklyWithoutCrashing) {
     std::string outOfBounds = bplist({"\x09"s});
     outOfBounds[outOfBounds.size() - 32 - 1] = '\x7F';  // the one offset points past the end
     EXPECT_FALSE(readBinaryPlist(outOfBounds));
-    EXPECT_FALSE(readBinaryPlist(bplist({"\x5F\x10\xFF" "abc"s})));  // a string longer than the file
-    const auto dangling = readBinaryPlist(bplist({"\xA2\x00\x09"s}));  // one element refers to no object
+    EXPECT_FALSE(
+        readBinaryPlist(bplist({"\x5F\x10\xFF"
+                                "abc"s})));  // a string longer than the file
+    const auto dangling =
+        readBinaryPlist(bplist({"\xA2\x00\x09"s}));  // one element refers to no object
     ASSERT_TRUE(dangling && dangling->asArray());
-    EXPECT_EQ(dangling->asArray()->size(), 1u) << "the self-reference stays (cut at depth), the dangling one goes";
-    EXPECT_FALSE(readBinaryPlist(bplist({"\x09"s}, 3)));              // a top object that does not exist
+    EXPECT_EQ(dangling->asArray()->size(), 1u)
+        << "the self-reference stays (cut at depth), the dangling one goes";
+    EXPECT_FALSE(readBinaryPlist(bplist({"\x09"s}, 3)));  // a top object that does not exist
     EXPECT_FALSE(readBinaryPlist("bplist00"));
 }
 

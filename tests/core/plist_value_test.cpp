@@ -11,7 +11,8 @@ namespace kestrow {
 namespace {
 
 PlistValue everyKind() {
-    PlistDict inner{{"n", PlistValue(-7)}, {"list", PlistValue(PlistArray{PlistValue("a"), PlistValue(2.5)})}};
+    PlistDict inner{{"n", PlistValue(-7)},
+                    {"list", PlistValue(PlistArray{PlistValue("a"), PlistValue(2.5)})}};
     return PlistValue(PlistDict{
         {"flag", PlistValue(true)},
         {"count", PlistValue(std::int64_t{1} << 40)},
@@ -59,9 +60,11 @@ TEST(PlistValue, UnreadableInputGivesNothingAndNeverCrashes) {
     EXPECT_FALSE(PlistValue::parse("not a plist at all"));
     EXPECT_FALSE(PlistValue::parse("bplist00\x01\x02garbage"));
     // Every truncation of a real file either fails or yields some value; none may crash.
-    for (std::size_t cut = 0; cut < xml.size(); cut += 7) (void)PlistValue::parse(xml.substr(0, cut));
+    for (std::size_t cut = 0; cut < xml.size(); cut += 7)
+        (void)PlistValue::parse(xml.substr(0, cut));
     const std::string binary = toBinary(xml);
-    for (std::size_t cut = 0; cut < binary.size(); ++cut) (void)PlistValue::parse(binary.substr(0, cut));
+    for (std::size_t cut = 0; cut < binary.size(); ++cut)
+        (void)PlistValue::parse(binary.substr(0, cut));
     // Structure far deeper than any settings file is cut off rather than recursed into.
     std::string deep = "<plist version=\"1.0\">";
     for (int i = 0; i < 2000; ++i) deep += "<array>";
@@ -75,7 +78,8 @@ TEST(PlistValue, DatesCountFromTheReferenceDate) {
     EXPECT_DOUBLE_EQ(secondsSinceReferenceDate(reference), 0.0);
     EXPECT_EQ(fromSecondsSinceReferenceDate(86400.0), *parseIsoDate("2001-01-02T00:00:00Z"));
     const auto parsed = PlistValue::parse(
-        "<plist version=\"1.0\"><dict><key>d</key><date>2026-11-21T03:15:00Z</date></dict></plist>");
+        "<plist "
+        "version=\"1.0\"><dict><key>d</key><date>2026-11-21T03:15:00Z</date></dict></plist>");
     ASSERT_TRUE(parsed);
     EXPECT_EQ(formatIsoDate(*parsed->find("d")->asDate()), "2026-11-21T03:15:00Z");
 }

@@ -42,7 +42,8 @@ TEST(SerialQueue, RunsTasksOneAtATimeOffTheCallerInDueOrder) {
 TEST(SerialQueue, ATaskPostedForSoonerWakesAQueueWaitingForALaterOne) {
     SerialQueue queue("test queue");
     std::promise<void> soon;
-    queue.postAfter(3600, [] { ADD_FAILURE() << "the hour-long task must not run before the queue ends"; });
+    queue.postAfter(
+        3600, [] { ADD_FAILURE() << "the hour-long task must not run before the queue ends"; });
     queue.postAfter(0.01, [&] { soon.set_value(); });
     EXPECT_EQ(soon.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
     // Destroying the queue drops the waiting task instead of running or waiting for it.

@@ -32,8 +32,9 @@ protected:
 TEST_F(SettingsStoreTest, BadFilesReadAsNothingStoredAndTheNextWriteReplacesThem) {
     EXPECT_TRUE(store.contents().empty());  // no file yet
     const std::string good = PlistValue(PlistDict{{"keep", PlistValue(true)}}).toXml();
-    for (const std::string& bad : {std::string(), good.substr(0, good.size() / 2),
-                                   PlistValue(PlistArray{PlistValue(1)}).toXml(), std::string("\x89PNG\r\n\x1a\n")}) {
+    for (const std::string& bad :
+         {std::string(), good.substr(0, good.size() / 2),
+          PlistValue(PlistArray{PlistValue(1)}).toXml(), std::string("\x89PNG\r\n\x1a\n")}) {
         folder.write("kestrow/settings.plist", bad);
         EXPECT_TRUE(store.contents().empty()) << bad;
         EXPECT_EQ(store.set("fresh", PlistValue(1)), StoreWrite::changed);
@@ -87,7 +88,8 @@ TEST_F(SettingsStoreTest, SeesWritesOfOtherStoresOnTheSameFileAndLosesNoneUnderC
     for (int t = 0; t < 4; ++t) {
         writers.emplace_back([&, t] {
             SettingsStore& target = t % 2 == 0 ? store : other;
-            for (int i = 0; i < 10; ++i) target.set("k" + std::to_string(t) + "_" + std::to_string(i), PlistValue(i));
+            for (int i = 0; i < 10; ++i)
+                target.set("k" + std::to_string(t) + "_" + std::to_string(i), PlistValue(i));
         });
     }
     for (auto& writer : writers) writer.join();

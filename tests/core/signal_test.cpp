@@ -1,5 +1,5 @@
-#include "support/observable.h"
 #include "support/signal.h"
+#include "support/observable.h"
 
 #include <gtest/gtest.h>
 

@@ -21,7 +21,8 @@ protected:
 };
 
 TEST_F(SettingsRulesTest, RangeRulesFallBackToTheDefaultAtEachRead) {
-    for (const PlistValue& bad : {PlistValue(0.0), PlistValue(-2.0), PlistValue(7), PlistValue(5.0001), PlistValue("3")}) {
+    for (const PlistValue& bad :
+         {PlistValue(0.0), PlistValue(-2.0), PlistValue(7), PlistValue(5.0001), PlistValue("3")}) {
         store.set(keys::hideIconDelaySeconds, bad);
         EXPECT_EQ(standard.hideIconDelaySeconds(), 1.0);
     }
@@ -80,9 +81,12 @@ TEST_F(SettingsRulesTest, CategoriesAndCollectionsKeepOnlyWhatTheyUnderstand) {
     EXPECT_FALSE(standard.lastNotifiedProtectionCategory());
 
     const WallTime when = WallTime{std::chrono::seconds{1763694900}};
-    store.set(keys::maintenanceLastRuns, PlistValue(PlistDict{{"npm", PlistValue(when)}, {"pip", PlistValue("x")}}));
-    store.set(keys::maintenanceLastFreed, PlistValue(PlistDict{{"npm", PlistValue(42)}, {"pip", PlistValue(1.5)}}));
-    store.set(keys::duplicateFinderFolders, PlistValue(PlistArray{PlistValue("/a"), PlistValue(3), PlistValue("/b")}));
+    store.set(keys::maintenanceLastRuns,
+              PlistValue(PlistDict{{"npm", PlistValue(when)}, {"pip", PlistValue("x")}}));
+    store.set(keys::maintenanceLastFreed,
+              PlistValue(PlistDict{{"npm", PlistValue(42)}, {"pip", PlistValue(1.5)}}));
+    store.set(keys::duplicateFinderFolders,
+              PlistValue(PlistArray{PlistValue("/a"), PlistValue(3), PlistValue("/b")}));
     EXPECT_EQ(standard.maintenanceLastRuns(), (std::map<std::string, WallTime>{{"npm", when}}));
     EXPECT_EQ(standard.maintenanceLastFreed(), (std::map<std::string, std::int64_t>{{"npm", 42}}));
     EXPECT_EQ(standard.duplicateFinderFolders(), (std::vector<std::string>{"/a", "/b"}));

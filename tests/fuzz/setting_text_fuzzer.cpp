@@ -8,7 +8,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    for (const auto& setting : kestrow::settingDescriptors()) (void)kestrow::parseSettingValue(setting, text);
+    for (const auto& setting : kestrow::settingDescriptors())
+        (void)kestrow::parseSettingValue(setting, text);
     if (const auto date = kestrow::parseIsoDate(text)) (void)kestrow::formatIsoDate(*date);
     return 0;
 }

@@ -26,7 +26,7 @@ using kestrow::testing::PrivateSessionBus;
 // The listening side, on a separate connection made with another D-Bus library, as a panel
 // applet would have it.
 class TimelineListener {
-  public:
+public:
     explicit TimelineListener(const QString& address) {
         if (sd_bus_new(&bus_) < 0) return;
         sd_bus_set_address(bus_, address.toUtf8().constData());
@@ -55,7 +55,7 @@ class TimelineListener {
         return kinds_.size() >= count;
     }
 
-  private:
+private:
     static int onSignal(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
         const char* kind = nullptr;
         if (sd_bus_message_read(message, "s", &kind) >= 0) {

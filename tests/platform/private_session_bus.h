@@ -14,7 +14,7 @@ namespace kestrow::testing {
 // service activation (so nothing installed on the machine answers), plus python3-dbusmock
 // services started on it. Everything started is stopped again by process id.
 class PrivateSessionBus {
-  public:
+public:
     PrivateSessionBus();
     ~PrivateSessionBus();
     PrivateSessionBus(const PrivateSessionBus&) = delete;
@@ -32,7 +32,7 @@ class PrivateSessionBus {
     // Starts the notification_daemon template at org.freedesktop.Notifications.
     bool startNotificationDaemon();
 
-  private:
+private:
     static void stop(QProcess& process);
 
     QTemporaryDir folder_;

@@ -51,7 +51,7 @@ Outcome claimElsewhere(const std::filesystem::path& folder,
 }
 
 class SingleInstanceTest : public ::testing::Test {
-  protected:
+protected:
     std::filesystem::path folder() const {
         return std::filesystem::path(temp_.path().toStdString()) / "kestrow";
     }

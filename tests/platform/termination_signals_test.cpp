@@ -21,7 +21,7 @@ extern "C" void earlierHandler(int) {
 // Puts a handler of the test's own in place for SIGINT and SIGTERM, and the original ones back
 // at the end, so that a signal that slips through never ends the test run.
 class TerminationSignalsTest : public ::testing::Test {
-  protected:
+protected:
     void SetUp() override {
         struct sigaction action {};
         action.sa_handler = earlierHandler;

@@ -13,7 +13,7 @@ namespace kestrow {
 namespace {
 
 class XdgAutostartLoginItemsTest : public ::testing::Test {
-  protected:
+protected:
     std::filesystem::path root() const { return folder_.path().toStdString(); }
     std::filesystem::path entry() const { return root() / "config/autostart/kestrow.desktop"; }
     void writeEntry(const std::string& text) const {

@@ -25,7 +25,7 @@ namespace kestrow {
 namespace {
 
 class UiShellTest : public ::testing::Test {
-  protected:
+protected:
     std::unique_ptr<UiShell> makeShell() {
         return std::make_unique<UiShell>(
             menu, [this] { return facts; },

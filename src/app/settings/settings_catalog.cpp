@@ -19,7 +19,9 @@ json orNull(const std::optional<T>& value) {
     return value ? json(*value) : json(nullptr);
 }
 
-json dateOrNull(const std::optional<WallTime>& value) { return value ? json(formatIsoDate(*value)) : json(nullptr); }
+json dateOrNull(const std::optional<WallTime>& value) {
+    return value ? json(formatIsoDate(*value)) : json(nullptr);
+}
 
 json dates(const std::map<std::string, WallTime>& entries) {
     json out = json::object();
@@ -42,7 +44,8 @@ json decodedJson(const std::optional<PlistData>& data, json fallback) {
 std::optional<std::int64_t> parseInteger(std::string_view text) {
     std::int64_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || text.empty()) return std::nullopt;
+    if (error != std::errc() || end != text.data() + text.size() || text.empty())
+        return std::nullopt;
     return value;
 }
 
@@ -50,7 +53,8 @@ std::optional<double> parseReal(std::string_view text) {
     const std::string owned(text);
     char* end = nullptr;
     const double value = std::strtod(owned.c_str(), &end);
-    if (owned.empty() || end != owned.c_str() + owned.size() || !std::isfinite(value)) return std::nullopt;
+    if (owned.empty() || end != owned.c_str() + owned.size() || !std::isfinite(value))
+        return std::nullopt;
     return value;
 }
 
@@ -80,7 +84,8 @@ std::optional<PlistValue> fromJsonText(SettingType type, std::string_view text) 
                     if (!element.is_number_integer()) return std::nullopt;
                     out.insert_or_assign(key, PlistValue(element.get<std::int64_t>()));
                 } else {
-                    const auto date = element.is_string() ? parseIsoDate(element.get<std::string>()) : std::nullopt;
+                    const auto date = element.is_string() ? parseIsoDate(element.get<std::string>())
+                                                          : std::nullopt;
                     if (!date) return std::nullopt;
                     out.insert_or_assign(key, PlistValue(*date));
                 }
@@ -120,7 +125,8 @@ const std::vector<SettingDescriptor>& settingDescriptors() {
             {std::string(keys::browserReclaimLastFreed), standard, integerDictionary},
             {std::string(keys::browserReclaimBlocked), standard, stringList},
         };
-        for (const auto id : keys::developerCleanerIDs) t.push_back({keys::maintenanceEnabled(id), standard, boolean});
+        for (const auto id : keys::developerCleanerIDs)
+            t.push_back({keys::maintenanceEnabled(id), standard, boolean});
         const std::vector<SettingDescriptor> rest{
             {std::string(keys::maintenanceLastRuns), standard, dateDictionary},
             {std::string(keys::maintenanceLastFreed), standard, integerDictionary},
@@ -151,16 +157,26 @@ const SettingDescriptor* findSetting(std::string_view name) {
 
 std::string_view typeName(SettingType type) {
     switch (type) {
-        case SettingType::boolean: return "bool";
-        case SettingType::optionalBoolean: return "optional bool";
-        case SettingType::integer: return "integer";
-        case SettingType::real: return "real";
-        case SettingType::string: return "string";
-        case SettingType::date: return "date";
-        case SettingType::jsonData: return "JSON data";
-        case SettingType::stringList: return "list of strings";
-        case SettingType::integerDictionary: return "dictionary of integers";
-        case SettingType::dateDictionary: return "dictionary of dates";
+        case SettingType::boolean:
+            return "bool";
+        case SettingType::optionalBoolean:
+            return "optional bool";
+        case SettingType::integer:
+            return "integer";
+        case SettingType::real:
+            return "real";
+        case SettingType::string:
+            return "string";
+        case SettingType::date:
+            return "date";
+        case SettingType::jsonData:
+            return "JSON data";
+        case SettingType::stringList:
+            return "list of strings";
+        case SettingType::integerDictionary:
+            return "dictionary of integers";
+        case SettingType::dateDictionary:
+            return "dictionary of dates";
     }
     return "value";
 }
@@ -172,12 +188,14 @@ json effectiveValue(const SettingDescriptor& setting, SettingsStore& store) {
         if (key == keys::preferences) return decodedJson(shared.preferencesData(), nullptr);
         if (key == keys::protectedThresholdHours) return shared.protectedThresholdHours();
         if (key == keys::lastFailureReason) return orNull(shared.lastFailureReason());
-        if (key == keys::lastFailureReasonAttempt) return dateOrNull(shared.lastFailureReasonAttempt());
+        if (key == keys::lastFailureReasonAttempt)
+            return dateOrNull(shared.lastFailureReasonAttempt());
         return orNull(store.boolValue(key));  // the four live facts: optional booleans
     }
     const StandardSettings s(store);
     if (key == keys::notificationsEnabled) return s.notificationsEnabled();
-    if (key == keys::lastNotifiedProtectionCategory) return orNull(s.lastNotifiedProtectionCategory());
+    if (key == keys::lastNotifiedProtectionCategory)
+        return orNull(s.lastNotifiedProtectionCategory());
     if (key == keys::didAutoEnableStartAtLaunch) return s.didAutoEnableStartAtLaunch();
     if (key == keys::hideIconWhenProtected) return s.hideIconWhenProtected();
     if (key == keys::hideIconDelaySeconds) return s.hideIconDelaySeconds();
@@ -200,7 +218,8 @@ json effectiveValue(const SettingDescriptor& setting, SettingsStore& store) {
     }
     if (key == keys::maintenanceLastRuns) return dates(s.maintenanceLastRuns());
     if (key == keys::maintenanceLastFreed) return integers(s.maintenanceLastFreed());
-    if (key == keys::batteryLidSleepDuringBackup) return dateOrNull(s.batteryLidSleepDuringBackup());
+    if (key == keys::batteryLidSleepDuringBackup)
+        return dateOrNull(s.batteryLidSleepDuringBackup());
     if (key == keys::adoptedPreUpdateMounts) return s.adoptedPreUpdateMounts();
     if (key == keys::ownedMounts) {
         const json ledger = decodedJson(s.ownedMounts(), json::array());
@@ -209,7 +228,8 @@ json effectiveValue(const SettingDescriptor& setting, SettingsStore& store) {
     return nullptr;
 }
 
-std::optional<PlistValue> parseSettingValue(const SettingDescriptor& setting, std::string_view text) {
+std::optional<PlistValue> parseSettingValue(const SettingDescriptor& setting,
+                                            std::string_view text) {
     switch (setting.type) {
         case SettingType::boolean:
         case SettingType::optionalBoolean:

@@ -20,7 +20,7 @@ enum class SettingType {
     real,
     string,
     date,
-    jsonData,           // JSON kept as binary data
+    jsonData,  // JSON kept as binary data
     stringList,
     integerDictionary,  // string to integer
     dateDictionary,     // string to date
@@ -44,6 +44,7 @@ nlohmann::json effectiveValue(const SettingDescriptor& setting, SettingsStore& s
 
 // Command-line text in the key's own type: true/false, integers, reals, ISO dates, strings, and
 // JSON for lists, dictionaries and data keys. Nothing when the text is not of that type.
-std::optional<PlistValue> parseSettingValue(const SettingDescriptor& setting, std::string_view text);
+std::optional<PlistValue> parseSettingValue(const SettingDescriptor& setting,
+                                            std::string_view text);
 
 }  // namespace kestrow

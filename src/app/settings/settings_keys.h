@@ -34,7 +34,8 @@ inline constexpr std::string_view adoptedPreUpdateMounts = "adoptedPreUpdateMoun
 inline constexpr std::string_view ownedMounts = "ownedMounts";
 
 // The developer cleaners, in the order of their ids, passes and rows.
-inline constexpr std::array<std::string_view, 4> developerCleanerIDs{"xcode", "npm", "pip", "homebrew"};
+inline constexpr std::array<std::string_view, 4> developerCleanerIDs{"xcode", "npm", "pip",
+                                                                     "homebrew"};
 
 inline std::string maintenanceEnabled(std::string_view cleanerID) {
     return std::string(maintenanceEnabledPrefix) + std::string(cleanerID);

@@ -36,15 +36,17 @@ private:
 
 }  // namespace
 
-SettingsStore::SettingsStore(std::filesystem::path file, Logger log) : file_(std::move(file)), log_(log) {}
+SettingsStore::SettingsStore(std::filesystem::path file, Logger log)
+    : file_(std::move(file)), log_(log) {}
 
 const PlistDict& SettingsStore::current() const {
     FileStamp stamp;
     struct stat info {};
     if (::stat(file_.c_str(), &info) == 0) {
-        stamp = FileStamp{info.st_dev, info.st_ino,
-                          static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec,
-                          info.st_size};
+        stamp = FileStamp{
+            info.st_dev, info.st_ino,
+            static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec,
+            info.st_size};
     }
     if (cachedStamp_ == stamp) return cached_;
 
@@ -58,7 +60,8 @@ const PlistDict& SettingsStore::current() const {
         unreadableNote_.reset();
     } else {
         log_.once(unreadableNote_, LogLevel::error,
-                  "Settings file " + file_.string() + " is unreadable; reading it as empty until the next write");
+                  "Settings file " + file_.string() +
+                      " is unreadable; reading it as empty until the next write");
     }
     return cached_;
 }
@@ -85,7 +88,8 @@ std::optional<std::int64_t> SettingsStore::integerValue(std::string_view key) co
     const auto v = value(key);
     if (!v) return std::nullopt;
     if (const auto* i = v->asInteger()) return *i;
-    if (const auto* r = v->asReal(); r && std::isfinite(*r) && std::trunc(*r) == *r && std::fabs(*r) < 9.0e18) {
+    if (const auto* r = v->asReal();
+        r && std::isfinite(*r) && std::trunc(*r) == *r && std::fabs(*r) < 9.0e18) {
         return static_cast<std::int64_t>(*r);
     }
     return std::nullopt;

@@ -4,7 +4,9 @@
 
 namespace kestrow {
 
-std::optional<PlistData> SharedSettings::preferencesData() const { return store_.dataValue(keys::preferences); }
+std::optional<PlistData> SharedSettings::preferencesData() const {
+    return store_.dataValue(keys::preferences);
+}
 
 double SharedSettings::protectedThresholdHours() const {
     const auto stored = store_.realValue(keys::protectedThresholdHours);
@@ -19,7 +21,9 @@ std::optional<bool> SharedSettings::backupVolumeAttached() const {
     return store_.boolValue(keys::backupVolumeAttached);
 }
 
-std::optional<bool> SharedSettings::backupRunning() const { return store_.boolValue(keys::backupRunning); }
+std::optional<bool> SharedSettings::backupRunning() const {
+    return store_.boolValue(keys::backupRunning);
+}
 
 std::optional<bool> SharedSettings::failureReasonReadable() const {
     return store_.boolValue(keys::failureReasonReadable);

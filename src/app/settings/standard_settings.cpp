@@ -4,7 +4,8 @@
 
 namespace kestrow {
 
-std::map<std::string, std::int64_t> StandardSettings::integerEntries(const std::optional<PlistDict>& dict) {
+std::map<std::string, std::int64_t> StandardSettings::integerEntries(
+    const std::optional<PlistDict>& dict) {
     std::map<std::string, std::int64_t> out;
     if (!dict) return out;
     for (const auto& [key, value] : *dict) {
@@ -13,7 +14,8 @@ std::map<std::string, std::int64_t> StandardSettings::integerEntries(const std::
     return out;
 }
 
-std::map<std::string, WallTime> StandardSettings::dateEntries(const std::optional<PlistDict>& dict) {
+std::map<std::string, WallTime> StandardSettings::dateEntries(
+    const std::optional<PlistDict>& dict) {
     std::map<std::string, WallTime> out;
     if (!dict) return out;
     for (const auto& [key, value] : *dict) {
@@ -81,9 +83,13 @@ bool StandardSettings::keepAwakeDuringBackup() const {
     return store_.boolValue(keys::keepAwakeDuringBackup).value_or(true);
 }
 
-bool StandardSettings::caffeineEnabled() const { return store_.boolValue(keys::caffeineEnabled).value_or(false); }
+bool StandardSettings::caffeineEnabled() const {
+    return store_.boolValue(keys::caffeineEnabled).value_or(false);
+}
 
-bool StandardSettings::hogWatchEnabled() const { return store_.boolValue(keys::hogWatchEnabled).value_or(true); }
+bool StandardSettings::hogWatchEnabled() const {
+    return store_.boolValue(keys::hogWatchEnabled).value_or(true);
+}
 
 std::map<std::string, std::int64_t> StandardSettings::hogWatchDismissed() const {
     return integerEntries(store_.dictValue(keys::hogWatchDismissed));
@@ -129,7 +135,9 @@ bool StandardSettings::adoptedPreUpdateMounts() const {
     return store_.boolValue(keys::adoptedPreUpdateMounts).value_or(false);
 }
 
-PlistData StandardSettings::ownedMounts() const { return store_.dataValue(keys::ownedMounts).value_or(PlistData{}); }
+PlistData StandardSettings::ownedMounts() const {
+    return store_.dataValue(keys::ownedMounts).value_or(PlistData{});
+}
 
 void StandardSettings::setDidAutoEnableStartAtLaunch(bool value) {
     store_.set(keys::didAutoEnableStartAtLaunch, value);

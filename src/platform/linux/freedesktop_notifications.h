@@ -16,7 +16,7 @@ namespace kestrow {
 // permission prompt on Linux: notifications are "authorized" when a server answers.
 class FreedesktopNotifications : public QObject, public UserNotifications {
     Q_OBJECT
-  public:
+public:
     explicit FreedesktopNotifications(
         QDBusConnection connection,
         std::chrono::milliseconds replyTimeout = std::chrono::seconds(4),
@@ -30,7 +30,7 @@ class FreedesktopNotifications : public QObject, public UserNotifications {
     // nothing is shown.
     void post(std::string identifier, std::string title, std::string body);
 
-  private:
+private:
     struct Message {
         std::string title;
         std::string body;

@@ -10,7 +10,7 @@ namespace kestrow {
 // Log lines into the systemd journal, with Kestrow's identifier, subsystem and category as
 // fields so that `journalctl SYSLOG_IDENTIFIER=kestrow` or `KESTROW_CATEGORY=app` finds them.
 class JournalLogSink final : public LogSink {
-  public:
+public:
     void write(LogLevel level, std::string_view message) override;
 };
 

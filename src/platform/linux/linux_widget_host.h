@@ -12,7 +12,7 @@ namespace kestrow {
 // panel applet, a status bar script) reads the shared store and listens on the session bus for
 // `bar.vemb.orvel.Widgets.TimelinesChanged(kind)` at /bar/vemb/orvel/Widgets to read it again.
 class LinuxWidgetHost final : public WidgetHost {
-  public:
+public:
     // `executableLink` is the running program's /proc link; tests point it at another process.
     explicit LinuxWidgetHost(QDBusConnection connection,
                              std::filesystem::path executableLink = "/proc/self/exe");
@@ -22,7 +22,7 @@ class LinuxWidgetHost final : public WidgetHost {
     std::optional<WallTime> appBinaryReplaced() const override;
     void reloadTimelines(std::string_view kind) override;
 
-  private:
+private:
     QDBusConnection connection_;
     std::filesystem::path executableLink_;
 };

@@ -17,7 +17,7 @@ namespace kestrow {
 // Posting and cancelling are safe from any thread. Destroying it drops what has not started.
 class QtMainExecutor final : public QObject, public Executor {
     Q_OBJECT
-  public:
+public:
     explicit QtMainExecutor(QObject* parent = nullptr);
     ~QtMainExecutor() override;
     QtMainExecutor(const QtMainExecutor&) = delete;
@@ -26,7 +26,7 @@ class QtMainExecutor final : public QObject, public Executor {
     TaskId postAfter(double seconds, std::function<void()> task) override;
     void cancel(TaskId id) override;
 
-  private:
+private:
     using Due = std::chrono::steady_clock::time_point;
     using Key = std::tuple<Due, TaskId>;
 

@@ -15,7 +15,7 @@ namespace kestrow {
 // listens on `<folder>/agent.socket`; a later one asks the primary to show itself and quits.
 class SingleInstance : public QObject {
     Q_OBJECT
-  public:
+public:
     enum class Role { primary, handedOver, failed };
 
     // `folder` is `$XDG_RUNTIME_DIR/kestrow`, or `$XDG_CACHE_HOME/kestrow` without a runtime
@@ -39,7 +39,7 @@ Q_SIGNALS:
     // A second instance asked the primary to show itself (already acknowledged).
     void reopenRequested();
 
-  private:
+private:
     Role fail(std::string text);
     Role becomePrimary(const QString& socketPath);
     Role handOver(const QString& socketPath);

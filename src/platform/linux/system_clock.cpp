@@ -7,10 +7,13 @@
 
 namespace kestrow {
 
-WallTime SystemClock::now() const { return std::chrono::system_clock::now(); }
+WallTime SystemClock::now() const {
+    return std::chrono::system_clock::now();
+}
 
 double SystemClock::monotonic() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }
 
 double SystemClock::secondsSinceBoot() const {

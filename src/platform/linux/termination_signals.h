@@ -14,7 +14,7 @@ namespace kestrow {
 // before.
 class TerminationSignals : public QObject {
     Q_OBJECT
-  public:
+public:
     explicit TerminationSignals(QObject* parent = nullptr);
     ~TerminationSignals() override;
     TerminationSignals(const TerminationSignals&) = delete;
@@ -23,7 +23,7 @@ class TerminationSignals : public QObject {
 Q_SIGNALS:
     void terminationRequested(int signalNumber);
 
-  private:
+private:
     void drain();
 
     int readFd_ = -1;

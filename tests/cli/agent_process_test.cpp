@@ -1,0 +1,104 @@
+// The agent as a real process: launch, the single-instance handover, and the stop on SIGTERM.
+#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "support/atomic_file.h"
+#include "support/temp_folder.h"
+
+namespace kestrow {
+namespace {
+
+class AgentProcess {
+public:
+    AgentProcess(const testing::TempFolder& home, std::vector<std::string> args = {}) {
+        const char* binary = std::getenv("KESTROW_BINARY");
+        if (binary == nullptr) return;
+        std::vector<std::string> env{"HOME=" + home.path().string(),
+                                     "XDG_CONFIG_HOME=" + (home / ".config").string(),
+                                     "XDG_CACHE_HOME=" + (home / ".cache").string(),
+                                     "XDG_RUNTIME_DIR=" + (home / "run").string(),
+                                     "KESTROW_TM_PLIST=" + (home / "missing.plist").string(), "PATH=/usr/bin:/bin"};
+        args.insert(args.begin(), binary);
+        std::vector<char*> argv;
+        for (auto& a : args) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        std::vector<char*> envp;
+        for (auto& e : env) envp.push_back(e.data());
+        envp.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, 2, (home / "agent.log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        if (posix_spawn(&pid_, binary, &actions, nullptr, argv.data(), envp.data()) != 0) pid_ = -1;
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    ~AgentProcess() {
+        if (pid_ > 0 && !exited_) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+        }
+    }
+    bool started() const { return pid_ > 0; }
+    void signal(int number) const { ::kill(pid_, number); }
+    // The exit status, or nothing when the process is still running at the deadline.
+    std::optional<int> waitForExit(std::chrono::seconds limit) {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        while (std::chrono::steady_clock::now() < deadline) {
+            int status = 0;
+            if (::waitpid(pid_, &status, WNOHANG) == pid_) {
+                exited_ = true;
+                return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return std::nullopt;
+    }
+
+private:
+    pid_t pid_ = -1;
+    bool exited_ = false;
+};
+
+bool waitFor(const std::function<bool()>& condition, std::chrono::seconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (condition()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+}
+
+TEST(AgentProcess, LaunchesOnceHandsOverToTheRunningAgentAndStopsOnSignals) {
+    testing::TempFolder home;
+    AgentProcess agent(home);
+    ASSERT_TRUE(agent.started()) << "KESTROW_BINARY must name the built kestrow";
+    const auto entry = home / ".config/autostart/kestrow.desktop";
+    const auto socket = home / "run/kestrow/agent.socket";
+    ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(entry) && std::filesystem::exists(socket); },
+                        std::chrono::seconds(20)))
+        << *readFile(home / "agent.log");
+    EXPECT_NE(readFile(entry)->find("--login-item"), std::string::npos) << "start at launch was turned on";
+
+    AgentProcess second(home);
+    EXPECT_EQ(second.waitForExit(std::chrono::seconds(20)), 0) << "a second launch hands over and exits";
+    EXPECT_FALSE(agent.waitForExit(std::chrono::seconds(0))) << "the first agent keeps running";
+
+    agent.signal(SIGTERM);
+    EXPECT_EQ(agent.waitForExit(std::chrono::seconds(20)), 0) << *readFile(home / "agent.log");
+
+    // The next launch after a stop becomes the agent itself, and SIGINT stops it the same way.
+    AgentProcess next(home, {"--login-item"});
+    ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(socket); }, std::chrono::seconds(20)));
+    EXPECT_FALSE(next.waitForExit(std::chrono::seconds(0)));
+    next.signal(SIGINT);
+    EXPECT_EQ(next.waitForExit(std::chrono::seconds(20)), 0);
+}
+
+}  // namespace
+}  // namespace kestrow
