@@ -71,15 +71,5 @@ TEST(RingsIcon, AttentionVariantStandsOutAtEveryTraySize) {
     saveSampler();
 }
 
-TEST(RingsIcon, IconCarriesEveryTraySizeAndHiDpiPixmapsKeepTheirLogicalSize) {
-    const QIcon icon = RingsIcon::icon(Variant::normal);
-    const QList<QSize> sizes = icon.availableSizes();
-    for (const int size : {16, 22, 32, 64}) EXPECT_TRUE(sizes.contains(QSize(size, size))) << size;
-
-    const QPixmap sharp = RingsIcon::pixmap(22, Variant::attention, 2.0);
-    EXPECT_EQ(sharp.size(), QSize(44, 44));
-    EXPECT_EQ(sharp.deviceIndependentSize(), QSizeF(22, 22));
-}
-
 }  // namespace
 }  // namespace kestrow
