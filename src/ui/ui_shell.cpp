@@ -1,4 +1,3 @@
-// The core's headers come before Qt's, whose `emit` and `slots` macros would rewrite them.
 #include "menu/menu_bar_state.h"
 
 #include "ui/ui_shell.h"

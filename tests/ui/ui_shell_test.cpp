@@ -1,4 +1,3 @@
-// The core's headers come before Qt's, whose `emit` and `slots` macros would rewrite them.
 #include "app/settings/settings_store.h"
 #include "menu/menu_bar_state.h"
 #include "support/recording_log_sink.h"
