@@ -15,16 +15,16 @@ TaskId SerialQueue::postAfter(double seconds, std::function<void()> task) {
     const auto delay = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
         std::chrono::duration<double>(std::max(0.0, seconds)));
     std::lock_guard lock(mutex_);
-    const TaskId id = nextId_++;
-    tasks_.emplace(std::tuple{std::chrono::steady_clock::now() + delay, id}, std::move(task));
+    const TaskId id = tasks_.add(std::chrono::steady_clock::now() + delay, std::move(task));
     ++posted_;
     wake_.notify_all();
     return id;
 }
 
 void SerialQueue::cancel(TaskId id) {
+    std::function<void()> dropped;  // destroyed after the lock is released
     std::lock_guard lock(mutex_);
-    std::erase_if(tasks_, [id](const auto& entry) { return std::get<1>(entry.first) == id; });
+    dropped = tasks_.cancel(id);
 }
 
 void SerialQueue::run(std::stop_token stop) {
@@ -34,18 +34,17 @@ void SerialQueue::run(std::stop_token stop) {
             wake_.wait(lock, stop, [this] { return !tasks_.empty(); });
             continue;
         }
-        const auto first = tasks_.begin();
-        const Due due = std::get<0>(first->first);
-        if (std::chrono::steady_clock::now() < due) {
-            // A newly posted task may be due sooner: wake for it, for stop, or at `due`.
+        auto due = tasks_.popDue(std::chrono::steady_clock::now());
+        if (!due) {
+            // A newly posted task may be due sooner: wake for it, for stop, or at the first due
+            // time.
             const std::uint64_t seen = posted_;
-            wake_.wait_until(lock, stop, due, [this, seen] { return posted_ != seen; });
+            wake_.wait_until(lock, stop, *tasks_.nextDue(),
+                             [this, seen] { return posted_ != seen; });
             continue;
         }
-        auto task = std::move(first->second);
-        tasks_.erase(first);
         lock.unlock();
-        task();
+        due->task();
         lock.lock();
     }
 }

@@ -2,13 +2,12 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <tuple>
 
 #include "support/executor.h"
+#include "support/task_timeline.h"
 
 namespace kestrow {
 
@@ -33,9 +32,7 @@ private:
     std::string label_;
     std::mutex mutex_;
     std::condition_variable_any wake_;
-    // Keyed by (due, id): ids grow, so equal due times keep posting order.
-    std::map<std::tuple<Due, TaskId>, std::function<void()>> tasks_;
-    TaskId nextId_ = 1;
+    TaskTimeline<Due> tasks_;
     std::uint64_t posted_ = 0;
     std::jthread worker_;
 };

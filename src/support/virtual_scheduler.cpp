@@ -48,28 +48,18 @@ bool VirtualScheduler::sleep(double seconds, std::stop_token stop) {
 }
 
 TaskId VirtualScheduler::schedule(double delay, std::function<void()> task) {
-    const std::uint64_t sequence = nextSequence_++;
-    pending_.push_back(
-        Pending{elapsed_ + std::max(0.0, delay), sequence, sequence, std::move(task)});
-    return sequence;
+    return pending_.add(elapsed_ + std::max(0.0, delay), std::move(task));
 }
 
 void VirtualScheduler::cancelTask(TaskId id) {
-    std::erase_if(pending_, [id](const Pending& p) { return p.id == id; });
+    pending_.cancel(id);
 }
 
 void VirtualScheduler::advance(double seconds) {
     const double target = elapsed_ + std::max(0.0, seconds);
-    for (;;) {
-        auto next = std::min_element(
-            pending_.begin(), pending_.end(), [](const Pending& a, const Pending& b) {
-                return a.due != b.due ? a.due < b.due : a.sequence < b.sequence;
-            });
-        if (next == pending_.end() || next->due > target) break;
-        Pending due = std::move(*next);
-        pending_.erase(next);
-        elapsed_ = std::max(elapsed_, due.due);
-        due.task();
+    while (auto due = pending_.popDue(target)) {
+        elapsed_ = std::max(elapsed_, due->due);
+        due->task();
     }
     elapsed_ = std::max(elapsed_, target);
 }

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "support/clock.h"
 #include "support/executor.h"
+#include "support/task_timeline.h"
 
 namespace kestrow {
 
@@ -41,12 +41,6 @@ public:
 
 private:
     class QueueExecutor;
-    struct Pending {
-        double due;
-        std::uint64_t sequence;
-        TaskId id;
-        std::function<void()> task;
-    };
 
     TaskId schedule(double delay, std::function<void()> task);
     void cancelTask(TaskId id);
@@ -55,8 +49,8 @@ private:
     double bootSeconds_;
     double elapsed_ = 0.0;
     double wallShift_ = 0.0;
-    std::uint64_t nextSequence_ = 1;
-    std::vector<Pending> pending_;
+    // Due times are virtual seconds since the scheduler started.
+    TaskTimeline<double> pending_;
     std::vector<std::unique_ptr<QueueExecutor>> executors_;
 };
 

@@ -13,11 +13,10 @@ QtMainExecutor::QtMainExecutor(QObject* parent) : QObject(parent), timer_(this) 
 
 QtMainExecutor::~QtMainExecutor() {
     // Tasks may capture objects whose destructors post again; let them run outside the lock.
-    std::map<Key, std::function<void()>> dropped;
+    TaskTimeline<Due> dropped;
     {
         std::lock_guard lock(mutex_);
-        dropped.swap(tasks_);
-        dueOf_.clear();
+        dropped = tasks_.takeAll();
     }
 }
 
@@ -31,12 +30,10 @@ TaskId QtMainExecutor::postAfter(double seconds, std::function<void()> task) {
     TaskId id = 0;
     {
         std::lock_guard lock(mutex_);
-        id = nextId_++;
-        tasks_.emplace(Key{due, id}, std::move(task));
-        dueOf_.emplace(id, due);
+        id = tasks_.add(due, std::move(task));
         // Only a new earliest task moves the timer, and one queued wake-up serves any number of
         // posts because the wake-up reads the queue when it runs.
-        if (std::get<1>(tasks_.begin()->first) == id && !wakeQueued_) {
+        if (tasks_.isFirst(id) && !wakeQueued_) {
             wakeQueued_ = true;
             wake = true;
         }
@@ -47,14 +44,9 @@ TaskId QtMainExecutor::postAfter(double seconds, std::function<void()> task) {
 }
 
 void QtMainExecutor::cancel(TaskId id) {
-    std::function<void()> dropped;
+    std::function<void()> dropped;  // destroyed after the lock is released
     std::lock_guard lock(mutex_);
-    const auto found = dueOf_.find(id);
-    if (found == dueOf_.end()) return;
-    const auto task = tasks_.find(Key{found->second, id});
-    dropped = std::move(task->second);
-    tasks_.erase(task);
-    dueOf_.erase(found);
+    dropped = tasks_.cancel(id);
 }
 
 void QtMainExecutor::runDue() {
@@ -62,23 +54,18 @@ void QtMainExecutor::runDue() {
     TaskId firstLater = 0;
     {
         std::lock_guard lock(mutex_);
-        firstLater = nextId_;
+        firstLater = tasks_.nextId();
     }
     // Tasks posted while this batch runs wait for the next pass, so a task that keeps posting
     // itself cannot starve the rest of the event loop.
     for (;;) {
-        std::function<void()> task;
+        std::optional<TaskTimeline<Due>::Entry> due;
         {
             std::lock_guard lock(mutex_);
-            if (tasks_.empty()) break;
-            auto first = tasks_.begin();
-            const auto [due, id] = first->first;
-            if (due > batchStart || id >= firstLater) break;
-            task = std::move(first->second);
-            tasks_.erase(first);
-            dueOf_.erase(id);
+            due = tasks_.popDue(batchStart, firstLater);
         }
-        task();
+        if (!due) break;
+        due->task();
     }
     rearm();
 }
@@ -88,11 +75,12 @@ void QtMainExecutor::rearm() {
     {
         std::lock_guard lock(mutex_);
         wakeQueued_ = false;
-        if (tasks_.empty()) {
+        const auto first = tasks_.nextDue();
+        if (!first) {
             timer_.stop();
             return;
         }
-        next = std::get<0>(tasks_.begin()->first);
+        next = *first;
     }
     const auto wait = next - std::chrono::steady_clock::now();
     // Rounded up: a timer that fires early only finds nothing due and arms again.

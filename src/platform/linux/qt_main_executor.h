@@ -4,12 +4,10 @@
 #include <QTimer>
 
 #include <chrono>
-#include <map>
 #include <mutex>
-#include <tuple>
-#include <unordered_map>
 
 #include "support/executor.h"
+#include "support/task_timeline.h"
 
 namespace kestrow {
 
@@ -28,16 +26,12 @@ public:
 
 private:
     using Due = std::chrono::steady_clock::time_point;
-    using Key = std::tuple<Due, TaskId>;
 
     void runDue();
     void rearm();
 
     std::mutex mutex_;
-    // Keyed by (due, id): ids grow, so equal due times keep posting order.
-    std::map<Key, std::function<void()>> tasks_;
-    std::unordered_map<TaskId, Due> dueOf_;
-    TaskId nextId_ = 1;
+    TaskTimeline<Due> tasks_;
     bool wakeQueued_ = false;
     QTimer timer_;
 };
