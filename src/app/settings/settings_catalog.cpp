@@ -102,45 +102,93 @@ std::optional<PlistValue> fromJsonText(SettingType type, std::string_view text) 
 const std::vector<SettingDescriptor>& settingDescriptors() {
     static const std::vector<SettingDescriptor> table = [] {
         using enum SettingType;
-        const auto standard = SettingsDomain::standard;
-        const auto shared = SettingsDomain::shared;
-        std::vector<SettingDescriptor> t{
-            {std::string(keys::notificationsEnabled), standard, boolean},
-            {std::string(keys::lastNotifiedProtectionCategory), standard, string},
-            {std::string(keys::didAutoEnableStartAtLaunch), standard, boolean},
-            {std::string(keys::hideIconWhenProtected), standard, boolean},
-            {std::string(keys::hideIconDelaySeconds), standard, real},
-            {std::string(keys::menuBarSymbolName), standard, string},
-            {std::string(keys::menuBarAttentionSymbolName), standard, string},
-            {std::string(keys::nightlyBackupEnabled), standard, boolean},
-            {std::string(keys::nightlyBackupStartHour), standard, integer},
-            {std::string(keys::nightlyBackupLastStart), standard, date},
-            {std::string(keys::keepAwakeDuringBackup), standard, boolean},
-            {std::string(keys::caffeineEnabled), standard, boolean},
-            {std::string(keys::hogWatchEnabled), standard, boolean},
-            {std::string(keys::hogWatchDismissed), standard, integerDictionary},
-            {std::string(keys::duplicateFinderFolders), standard, stringList},
-            {std::string(keys::browserReclaimEnabled), standard, boolean},
-            {std::string(keys::browserReclaimLastRuns), standard, dateDictionary},
-            {std::string(keys::browserReclaimLastFreed), standard, integerDictionary},
-            {std::string(keys::browserReclaimBlocked), standard, stringList},
+        using S = StandardSettings;
+        // One row per key: its store, its type, and the typed reader whose rules give its value.
+        const auto standard = [](std::string_view name, SettingType type, auto read) {
+            return SettingDescriptor{std::string(name), SettingsDomain::standard, type,
+                                     [read](SettingsStore& store) { return json(read(S(store))); }};
         };
-        for (const auto id : keys::developerCleanerIDs)
-            t.push_back({keys::maintenanceEnabled(id), standard, boolean});
+        const auto shared = [](std::string_view name, SettingType type, auto read) {
+            return SettingDescriptor{
+                std::string(name), SettingsDomain::shared, type,
+                [read](SettingsStore& store) { return json(read(SharedSettings(store))); }};
+        };
+        std::vector<SettingDescriptor> t{
+            standard(keys::notificationsEnabled, boolean,
+                     [](const S& s) { return s.notificationsEnabled(); }),
+            standard(keys::lastNotifiedProtectionCategory, string,
+                     [](const S& s) { return orNull(s.lastNotifiedProtectionCategory()); }),
+            standard(keys::didAutoEnableStartAtLaunch, boolean,
+                     [](const S& s) { return s.didAutoEnableStartAtLaunch(); }),
+            standard(keys::hideIconWhenProtected, boolean,
+                     [](const S& s) { return s.hideIconWhenProtected(); }),
+            standard(keys::hideIconDelaySeconds, real,
+                     [](const S& s) { return s.hideIconDelaySeconds(); }),
+            standard(keys::menuBarSymbolName, string,
+                     [](const S& s) { return orNull(s.menuBarSymbolName()); }),
+            standard(keys::menuBarAttentionSymbolName, string,
+                     [](const S& s) { return orNull(s.menuBarAttentionSymbolName()); }),
+            standard(keys::nightlyBackupEnabled, boolean,
+                     [](const S& s) { return s.nightlyBackupEnabled(); }),
+            standard(keys::nightlyBackupStartHour, integer,
+                     [](const S& s) { return s.nightlyBackupStartHour(); }),
+            standard(keys::nightlyBackupLastStart, date,
+                     [](const S& s) { return dateOrNull(s.nightlyBackupLastStart()); }),
+            standard(keys::keepAwakeDuringBackup, boolean,
+                     [](const S& s) { return s.keepAwakeDuringBackup(); }),
+            standard(keys::caffeineEnabled, boolean,
+                     [](const S& s) { return s.caffeineEnabled(); }),
+            standard(keys::hogWatchEnabled, boolean,
+                     [](const S& s) { return s.hogWatchEnabled(); }),
+            standard(keys::hogWatchDismissed, integerDictionary,
+                     [](const S& s) { return integers(s.hogWatchDismissed()); }),
+            standard(keys::duplicateFinderFolders, stringList,
+                     [](const S& s) { return s.duplicateFinderFolders(); }),
+            standard(keys::browserReclaimEnabled, boolean,
+                     [](const S& s) { return s.browserReclaimEnabled(); }),
+            standard(keys::browserReclaimLastRuns, dateDictionary,
+                     [](const S& s) { return dates(s.browserReclaimLastRuns()); }),
+            standard(keys::browserReclaimLastFreed, integerDictionary,
+                     [](const S& s) { return integers(s.browserReclaimLastFreed()); }),
+            standard(keys::browserReclaimBlocked, stringList,
+                     [](const S& s) { return s.browserReclaimBlocked(); }),
+        };
+        for (const auto id : keys::developerCleanerIDs) {
+            t.push_back(standard(keys::maintenanceEnabled(id), boolean,
+                                 [id](const S& s) { return s.maintenanceEnabled(id); }));
+        }
         const std::vector<SettingDescriptor> rest{
-            {std::string(keys::maintenanceLastRuns), standard, dateDictionary},
-            {std::string(keys::maintenanceLastFreed), standard, integerDictionary},
-            {std::string(keys::batteryLidSleepDuringBackup), standard, date},
-            {std::string(keys::adoptedPreUpdateMounts), standard, boolean},
-            {std::string(keys::ownedMounts), standard, jsonData},
-            {std::string(keys::preferences), shared, jsonData},
-            {std::string(keys::protectedThresholdHours), shared, real},
-            {std::string(keys::destinationReachable), shared, optionalBoolean},
-            {std::string(keys::backupVolumeAttached), shared, optionalBoolean},
-            {std::string(keys::backupRunning), shared, optionalBoolean},
-            {std::string(keys::failureReasonReadable), shared, optionalBoolean},
-            {std::string(keys::lastFailureReason), shared, string},
-            {std::string(keys::lastFailureReasonAttempt), shared, date},
+            standard(keys::maintenanceLastRuns, dateDictionary,
+                     [](const S& s) { return dates(s.maintenanceLastRuns()); }),
+            standard(keys::maintenanceLastFreed, integerDictionary,
+                     [](const S& s) { return integers(s.maintenanceLastFreed()); }),
+            standard(keys::batteryLidSleepDuringBackup, date,
+                     [](const S& s) { return dateOrNull(s.batteryLidSleepDuringBackup()); }),
+            standard(keys::adoptedPreUpdateMounts, boolean,
+                     [](const S& s) { return s.adoptedPreUpdateMounts(); }),
+            standard(keys::ownedMounts, jsonData,
+                     [](const S& s) {
+                         const json ledger = decodedJson(s.ownedMounts(), json::array());
+                         return ledger.is_array() ? ledger : json::array();
+                     }),
+            shared(
+                keys::preferences, jsonData,
+                [](const SharedSettings& s) { return decodedJson(s.preferencesData(), nullptr); }),
+            shared(keys::protectedThresholdHours, real,
+                   [](const SharedSettings& s) { return s.protectedThresholdHours(); }),
+            shared(keys::destinationReachable, optionalBoolean,
+                   [](const SharedSettings& s) { return orNull(s.destinationReachable()); }),
+            shared(keys::backupVolumeAttached, optionalBoolean,
+                   [](const SharedSettings& s) { return orNull(s.backupVolumeAttached()); }),
+            shared(keys::backupRunning, optionalBoolean,
+                   [](const SharedSettings& s) { return orNull(s.backupRunning()); }),
+            shared(keys::failureReasonReadable, optionalBoolean,
+                   [](const SharedSettings& s) { return orNull(s.failureReasonReadable()); }),
+            shared(keys::lastFailureReason, string,
+                   [](const SharedSettings& s) { return orNull(s.lastFailureReason()); }),
+            shared(
+                keys::lastFailureReasonAttempt, date,
+                [](const SharedSettings& s) { return dateOrNull(s.lastFailureReasonAttempt()); }),
         };
         t.insert(t.end(), rest.begin(), rest.end());
         return t;
@@ -182,50 +230,7 @@ std::string_view typeName(SettingType type) {
 }
 
 json effectiveValue(const SettingDescriptor& setting, SettingsStore& store) {
-    const std::string_view key = setting.name;
-    if (setting.domain == SettingsDomain::shared) {
-        const SharedSettings shared(store);
-        if (key == keys::preferences) return decodedJson(shared.preferencesData(), nullptr);
-        if (key == keys::protectedThresholdHours) return shared.protectedThresholdHours();
-        if (key == keys::lastFailureReason) return orNull(shared.lastFailureReason());
-        if (key == keys::lastFailureReasonAttempt)
-            return dateOrNull(shared.lastFailureReasonAttempt());
-        return orNull(store.boolValue(key));  // the four live facts: optional booleans
-    }
-    const StandardSettings s(store);
-    if (key == keys::notificationsEnabled) return s.notificationsEnabled();
-    if (key == keys::lastNotifiedProtectionCategory)
-        return orNull(s.lastNotifiedProtectionCategory());
-    if (key == keys::didAutoEnableStartAtLaunch) return s.didAutoEnableStartAtLaunch();
-    if (key == keys::hideIconWhenProtected) return s.hideIconWhenProtected();
-    if (key == keys::hideIconDelaySeconds) return s.hideIconDelaySeconds();
-    if (key == keys::menuBarSymbolName) return orNull(s.menuBarSymbolName());
-    if (key == keys::menuBarAttentionSymbolName) return orNull(s.menuBarAttentionSymbolName());
-    if (key == keys::nightlyBackupEnabled) return s.nightlyBackupEnabled();
-    if (key == keys::nightlyBackupStartHour) return s.nightlyBackupStartHour();
-    if (key == keys::nightlyBackupLastStart) return dateOrNull(s.nightlyBackupLastStart());
-    if (key == keys::keepAwakeDuringBackup) return s.keepAwakeDuringBackup();
-    if (key == keys::caffeineEnabled) return s.caffeineEnabled();
-    if (key == keys::hogWatchEnabled) return s.hogWatchEnabled();
-    if (key == keys::hogWatchDismissed) return integers(s.hogWatchDismissed());
-    if (key == keys::duplicateFinderFolders) return s.duplicateFinderFolders();
-    if (key == keys::browserReclaimEnabled) return s.browserReclaimEnabled();
-    if (key == keys::browserReclaimLastRuns) return dates(s.browserReclaimLastRuns());
-    if (key == keys::browserReclaimLastFreed) return integers(s.browserReclaimLastFreed());
-    if (key == keys::browserReclaimBlocked) return s.browserReclaimBlocked();
-    if (key.starts_with(keys::maintenanceEnabledPrefix)) {
-        return s.maintenanceEnabled(key.substr(keys::maintenanceEnabledPrefix.size()));
-    }
-    if (key == keys::maintenanceLastRuns) return dates(s.maintenanceLastRuns());
-    if (key == keys::maintenanceLastFreed) return integers(s.maintenanceLastFreed());
-    if (key == keys::batteryLidSleepDuringBackup)
-        return dateOrNull(s.batteryLidSleepDuringBackup());
-    if (key == keys::adoptedPreUpdateMounts) return s.adoptedPreUpdateMounts();
-    if (key == keys::ownedMounts) {
-        const json ledger = decodedJson(s.ownedMounts(), json::array());
-        return ledger.is_array() ? ledger : json::array();
-    }
-    return nullptr;
+    return setting.effective(store);
 }
 
 std::optional<PlistValue> parseSettingValue(const SettingDescriptor& setting,

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,6 +33,8 @@ struct SettingDescriptor {
     std::string name;
     SettingsDomain domain;
     SettingType type;
+    // The value the app acts on, read through the key's typed reader.
+    std::function<nlohmann::json(SettingsStore&)> effective;
 };
 
 const std::vector<SettingDescriptor>& settingDescriptors();
