@@ -23,6 +23,8 @@ struct StepCard {
     StepAction action = StepAction::grantAccess;
     // False where the button has nothing to do yet (the share editor is not part of this build).
     bool buttonEnabled = true;
+    // False once pressing it again would have nothing left to do.
+    bool buttonShown = true;
 };
 
 // What the first-run window shows depends on these facts only.

@@ -13,21 +13,6 @@ namespace kestrow {
 
 namespace {
 
-// Once access is granted or start at launch is on, pressing the button again has nothing left to
-// do, so it goes. Adding a server or reading the widget instructions stays useful after "done".
-bool buttonGoesWhenDone(StepAction action) {
-    switch (action) {
-        case StepAction::grantAccess:
-        case StepAction::openSystemSettings:
-        case StepAction::enableStartAtLaunch:
-            return true;
-        case StepAction::addServer:
-        case StepAction::viewWidgetInstructions:
-            return false;
-    }
-    return false;
-}
-
 QString qt(const std::string& text) {
     return QString::fromStdString(text);
 }
@@ -85,7 +70,7 @@ void StepCardWidget::setCard(const StepCard& card) {
     text_->setText(qt(card.text));
     button_->setText(qt(card.buttonTitle));
     button_->setEnabled(card.buttonEnabled);
-    button_->setHidden(card.done && buttonGoesWhenDone(card.action));
+    button_->setHidden(!card.buttonShown);
 }
 
 void StepCardWidget::paintEvent(QPaintEvent* /*event*/) {
