@@ -45,6 +45,9 @@ struct RecordingNotifications final : UserNotifications {
         events.push_back("request notification authorization");
         done(false);
     }
+    void post(std::string identifier, std::string, std::string) override {
+        events.push_back("notify " + identifier);
+    }
     Events& events;
 };
 

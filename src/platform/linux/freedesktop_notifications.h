@@ -28,7 +28,7 @@ public:
     // Shows a notification; call on this object's thread. Posting the same identifier again
     // replaces the one shown before instead of stacking a second one. Without a bus or server
     // nothing is shown.
-    void post(std::string identifier, std::string title, std::string body);
+    void post(std::string identifier, std::string title, std::string body) override;
 
 private:
     struct Message {
