@@ -3,12 +3,15 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDesktopServices>
+#include <QLayout>
 #include <QMessageBox>
 #include <QUrl>
 
 #include "app/headless_shell.h"
 #include "app/readable_settings_file.h"
 #include "app/start_at_launch.h"
+#include "ui/backup_section.h"
+#include "ui/menu_window.h"
 #include "ui/ui_shell.h"
 
 namespace kestrow {
@@ -41,13 +44,27 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
       environment_(std::move(environment)),
       log_(sink, LogArea::general),
       locations_(UserLocations::resolve(environment_)),
-      standardStore_(locations_.standardStoreFile(), log_),
-      sharedStore_(locations_.sharedStoreFile(), log_),
+      // The demo keeps its own stores, so it never touches the user's settings or what the
+      // widgets show.
+      standardStore_(options_.demo
+                         ? locations_.demoFolder() / locations_.standardStoreFile().filename()
+                         : locations_.standardStoreFile(),
+                     log_),
+      sharedStore_(options_.demo ? locations_.demoFolder() / locations_.sharedStoreFile().filename()
+                                 : locations_.sharedStoreFile(),
+                   log_),
       loginItems_(locations_.autostartEntry(), options_.executable),
       notifications_(QDBusConnection::sessionBus()),
       widgetHost_(QDBusConnection::sessionBus()),
       staleWidgetCheck_(widgetHost_, log_),
-      menu_(standardStore_, mainExecutor_) {
+      menu_(standardStore_, mainExecutor_),
+      notifier_(standardStore_, notifications_, log_),
+      backup_({options_.demo, environment_}, clock_, mainExecutor_, standardStore_, sharedStore_,
+              widgetHost_, &notifier_, log_),
+      protectionRefresh_(backup_.model(), mainExecutor_),
+      backupMonitoring_(backup_.model()) {
+    verdictFollower_ = backup_.model().verdict.observe(
+        [this](const ProtectionVerdict& verdict) { followVerdict(verdict); });
     for (std::size_t i = 0; i < placeholders_.size(); ++i) {
         placeholders_[i] = std::make_unique<PlaceholderService>(kServiceNames[i], log_);
     }
@@ -56,6 +73,8 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
             menu_, [this] { return firstRunFacts(); },
             [this](StepAction action) { perform(action); }, [] { QCoreApplication::quit(); });
         uiShell_ = ui.get();
+        QWidget* backupBody = uiShell_->menuWindow().sectionBody(MenuSection::backup);
+        backupBody->layout()->addWidget(new BackupSection(backup_.model(), backupBody));
         shell_ = std::move(ui);
     } else {
         shell_ = std::make_unique<HeadlessShell>(log_);
@@ -72,12 +91,9 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         loginItems_,
         notifications_,
         staleWidgetCheck_,
-        [this]() -> std::unique_ptr<PreferencesFileHandle> {
-            return std::make_unique<ReadableSettingsFile>(
-                ReadableSettingsFile::location(environment_));
-        },
-        AppServices{service(0), service(1), service(2), service(3), service(4), service(5),
-                    service(6), service(7), service(8), service(9), service(10)},
+        [this] { return makePreferencesFile(); },
+        AppServices{service(0), service(1), protectionRefresh_, backupMonitoring_, service(4),
+                    service(5), service(6), service(7), service(8), service(9), service(10)},
         service(11),
         *shell_,
         menu_,
@@ -87,6 +103,19 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
 }
 
 Agent::~Agent() = default;
+
+std::unique_ptr<PreferencesFileHandle> Agent::makePreferencesFile() {
+    auto file = backup_.makePreferencesFile();
+    if (file) settingsRead_ = file->processed.connect([this] { backup_.model().refresh(); });
+    return file;
+}
+
+void Agent::followVerdict(const ProtectionVerdict& verdict) {
+    menu_.setProtected(verdict.state == ProtectionState::protected_);
+    if (delegate_)
+        delegate_->updateStatusIcon(verdict.state == ProtectionState::stale ||
+                                    verdict.state == ProtectionState::unavailable);
+}
 
 void Agent::showMenuWhenNoTray() {
     if (uiShell_ != nullptr && !uiShell_->hasTray()) uiShell_->showMenuWindow();

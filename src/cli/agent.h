@@ -11,6 +11,7 @@
 #include "app/placeholder_service.h"
 #include "app/settings/settings_store.h"
 #include "app/stale_widget_check.h"
+#include "cli/backup_stack.h"
 #include "menu/menu_bar_state.h"
 #include "platform/linux/freedesktop_notifications.h"
 #include "platform/linux/linux_widget_host.h"
@@ -18,6 +19,9 @@
 #include "platform/linux/system_clock.h"
 #include "platform/linux/xdg_autostart_login_items.h"
 #include "platform/locations.h"
+#include "timemachine/backup_monitoring.h"
+#include "timemachine/protection_notifier.h"
+#include "timemachine/protection_refresh.h"
 
 namespace kestrow {
 
@@ -45,6 +49,8 @@ public:
     void showMenuWhenNoTray();
 
 private:
+    std::unique_ptr<PreferencesFileHandle> makePreferencesFile();
+    void followVerdict(const ProtectionVerdict& verdict);
     FirstRunFacts firstRunFacts() const;
     void perform(StepAction action);
 
@@ -61,6 +67,12 @@ private:
     LinuxWidgetHost widgetHost_;
     StaleWidgetCheck staleWidgetCheck_;
     MenuBarState menu_;
+    ProtectionNotifier notifier_;
+    BackupStack backup_;
+    ProtectionRefresh protectionRefresh_;
+    BackupMonitoring backupMonitoring_;
+    Signal<>::Connection settingsRead_;
+    Signal<ProtectionVerdict>::Connection verdictFollower_;
     std::array<std::unique_ptr<PlaceholderService>, 12> placeholders_;
     UiShell* uiShell_ = nullptr;
     std::unique_ptr<AppShell> shell_;

@@ -5,12 +5,14 @@
 
 #include "cli/agent_command.h"
 #include "cli/settings_command.h"
+#include "cli/status_command.h"
 
 namespace kestrow {
 namespace {
 
 const char* const kUsage =
     "usage: kestrow [--demo]                  run the agent (tray icon and menu)\n"
+    "       kestrow status [--json] [--demo]  the backup verdict now\n"
     "       kestrow settings [--json]         every setting with its effective value\n"
     "       kestrow settings set KEY VALUE    store one setting in its own type\n"
     "       kestrow settings unset KEY        remove one setting\n"
@@ -38,6 +40,7 @@ int runCommandLine(int argc, char** argv) {
         return kExitDone;
     }
     if (command == "settings") return runSettingsCommand(context);
+    if (command == "status") return runStatusCommand(context);
     std::cerr << "kestrow: unknown command '" << command << "'\n" << kUsage;
     return kExitUsage;
 }

@@ -68,6 +68,7 @@ struct RingModel {
     double thresholdHours = 0.0;
     double thresholdRadius = 0.0;
     double barkRadius = 0.0;
+    WallTime madeAt;  // the `now` the rings were made for; an open gap runs up to it
 
     bool operator==(const RingModel&) const = default;
 
@@ -81,8 +82,14 @@ struct RingModel {
     static std::pair<std::vector<Cluster>, int> foldOldest(std::vector<Cluster> clusters,
                                                            int keeping);
     static double radius(const RingGeometry& geometry, double ageHours);
-    // The ring or gap at `distance` from the centre, if any.
+    // The ring or gap at `distance` from the centre, if any. Rings win over gaps, since failed
+    // attempts lie inside the gap they did not close: the ring nearest to `distance` counts when
+    // it lies within kHitTolerance of the ring span (outer minus inner radius), the newer one on
+    // a tie; else the gap whose radial span holds `distance`, edges included.
     std::optional<Hit> hit(double distance) const;
+    // About 2.5 px at menu size: wide enough to land on a one-pixel line, narrow enough that
+    // neighbouring rings stay apart.
+    static constexpr double kHitTolerance = 0.03;
 };
 
 // The inputs the rings were last made from. The picture is remade only when this changes, so it

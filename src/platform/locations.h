@@ -27,6 +27,9 @@ struct UserLocations {
     std::filesystem::path sharedStoreFile() const {
         return settingsFolder() / "QX7T2LM9KA.bar.vemb.orvel.plist";
     }
+    // Everything the demo remembers, kept apart so that running the demo never touches the
+    // user's own settings or the status shown outside the app.
+    std::filesystem::path demoFolder() const { return cacheHome / "kestrow" / "demo"; }
     std::filesystem::path autostartEntry() const {
         return configHome / "autostart" / "kestrow.desktop";
     }

@@ -18,12 +18,23 @@ bool fail(std::string* error, std::string_view what, int code) {
 
 }  // namespace
 
-std::optional<std::string> readFile(const std::filesystem::path& path) {
+std::optional<std::string> readFile(const std::filesystem::path& path, std::string* error) {
+    errno = 0;
     std::ifstream in(path, std::ios::binary);
-    if (!in) return std::nullopt;
+    if (!in) {
+        fail(error, path.string(), errno != 0 ? errno : ENOENT);
+        return std::nullopt;
+    }
+    if (std::filesystem::is_directory(path)) {
+        fail(error, path.string(), EISDIR);
+        return std::nullopt;
+    }
     std::ostringstream content;
     content << in.rdbuf();
-    if (in.bad()) return std::nullopt;
+    if (in.bad()) {
+        fail(error, path.string(), EIO);
+        return std::nullopt;
+    }
     return std::move(content).str();
 }
 

@@ -7,8 +7,9 @@
 
 namespace kestrow {
 
-// The whole file, or nothing when it cannot be read.
-std::optional<std::string> readFile(const std::filesystem::path& path);
+// The whole file, or nothing when it cannot be read (with a readable reason in `error`).
+std::optional<std::string> readFile(const std::filesystem::path& path,
+                                    std::string* error = nullptr);
 
 // Replaces `path` with `data` so that a reader sees the old file or the new one, never a mix,
 // and a failure (full disk, no permission) leaves the old file as it was: write a temporary file

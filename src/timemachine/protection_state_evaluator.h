@@ -56,7 +56,10 @@ public:
                                              const std::vector<WallTime>& snapshots,
                                              std::size_t limit, std::optional<bool> backupRunning,
                                              WallTime now);
-    // The age inside "Last successful backup <age> ago".
+    // The age inside "Last successful backup <age> ago", truncated to its largest unit: "less
+    // than a minute" below 60 seconds (and for negative ages, when the clock was set back), then
+    // "1 minute" / "N minutes", "1 hour" / "N hours" below 48 hours, and "N days" beyond. The
+    // same age always gives the same text: no locale, no rounding up.
     static std::string format(double ageSeconds);
 
 private:

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/backup_diagnostics.h"
+#include "platform/network_probe.h"
+#include "platform/time_machine_tools.h"
+#include "support/clock.h"
+#include "support/executor.h"
+#include "timemachine/preferences.h"
+
+namespace kestrow {
+
+// The built-in Mac behind --demo: a network Time Machine destination with two weeks of backups,
+// a weekend away, a failed attempt three days ago and a backup running now. Every date is placed
+// relative to the moment the demo starts, so the demo always looks current, and the running
+// backup moves through its phases on the clock it is given.
+class SimulatedMac {
+public:
+    SimulatedMac(Clock& clock, Executor& mainExecutor);
+    ~SimulatedMac();
+    SimulatedMac(const SimulatedMac&) = delete;
+    SimulatedMac& operator=(const SimulatedMac&) = delete;
+
+    WallTime started() const { return started_; }
+    // The Time Machine settings as the settings file would give them.
+    Preferences preferences() const;
+
+    TimeMachineTools& tools();
+    NetworkProbe& probe();
+    BackupVolumes& volumes();
+    FailureReasonLookup& failureReasons();
+
+    // How long one simulated backup takes, start to finish, before the next begins.
+    static constexpr double kBackupCycleSeconds = 240.0;
+
+private:
+    struct Parts;
+    WallTime started_;
+    std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace kestrow

@@ -1,0 +1,161 @@
+#include "platform/linux/tool_process.h"
+
+#include <QStringList>
+#include <QTimer>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace kestrow {
+namespace {
+
+// Enough of standard error to say what went wrong; a chatty tool cannot grow it without end.
+constexpr std::size_t kErrorTextLimit = 4096;
+// A killed process is normally gone within milliseconds. One stuck in the kernel (a hung
+// network mount) may never go, and the caller still deserves its answer.
+constexpr int kReapMilliseconds = 2000;
+// QTimer counts in int milliseconds; about 23 days stands in for "no limit".
+constexpr double kLongestLimitSeconds = 2e6;
+
+int limitMilliseconds(double seconds) {
+    const double clamped =
+        std::isnan(seconds) ? 0.0 : std::clamp(seconds, 0.0, kLongestLimitSeconds);
+    return static_cast<int>(std::ceil(clamped * 1000.0));
+}
+
+// Qt names the system call that failed ("execvp: No such file or directory"); the reason alone
+// is what a person can act on.
+std::string startFailureText(const QString& qtText) {
+    QString text = qtText;
+    for (const auto* call : {"execvp: ", "execve: ", "execv: "}) {
+        if (text.startsWith(QLatin1String(call))) text.remove(0, QLatin1String(call).size());
+    }
+    text = text.trimmed();
+    return text.isEmpty() ? std::string("it could not be started") : text.toStdString();
+}
+
+}  // namespace
+
+void ToolProcess::run(std::string program, std::vector<std::string> arguments,
+                      double timeLimitSeconds, std::function<void(ToolResult)> done,
+                      QObject* context) {
+    auto* runner = new ToolProcess(std::move(done), context);
+    runner->start(program, arguments, timeLimitSeconds);
+}
+
+ToolProcess::ToolProcess(std::function<void(ToolResult)> done, QObject* parent)
+    : QObject(parent),
+      done_(std::move(done)),
+      process_(new QProcess(this)),
+      limit_(new QTimer(this)),
+      grace_(new QTimer(this)) {}
+
+ToolProcess::~ToolProcess() {
+    if (process_ == nullptr || process_->state() == QProcess::NotRunning) return;
+    process_->disconnect(this);
+    process_->kill();
+    if (!process_->waitForFinished(kReapMilliseconds)) letGoOfProcess();
+}
+
+void ToolProcess::start(const std::string& program, const std::vector<std::string>& arguments,
+                        double timeLimitSeconds) {
+    QStringList list;
+    for (const auto& argument : arguments) list << QString::fromStdString(argument);
+    process_->setProgram(QString::fromStdString(program));
+    process_->setArguments(list);
+    // A tool that waits for input would otherwise wait on ours.
+    process_->setStandardInputFile(QProcess::nullDevice());
+
+    connect(process_, &QProcess::readyReadStandardOutput, this, &ToolProcess::collectOutput);
+    connect(process_, &QProcess::readyReadStandardError, this, &ToolProcess::collectErrors);
+    connect(process_, &QProcess::errorOccurred, this, &ToolProcess::onErrorOccurred);
+    connect(process_, &QProcess::finished, this, &ToolProcess::onFinished);
+
+    limit_->setSingleShot(true);
+    connect(limit_, &QTimer::timeout, this, &ToolProcess::onTimeLimit);
+    grace_->setSingleShot(true);
+    connect(grace_, &QTimer::timeout, this, [this] {
+        letGoOfProcess();
+        conclude(ToolResult::Ending::timedOut, -1, std::move(errors_));
+    });
+
+    limit_->start(limitMilliseconds(timeLimitSeconds));
+    process_->start();
+}
+
+void ToolProcess::collectOutput() {
+    const QByteArray bytes = process_->readAllStandardOutput();
+    output_.append(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+}
+
+void ToolProcess::collectErrors() {
+    // Read everything so the pipe never fills, keep only the start.
+    const QByteArray bytes = process_->readAllStandardError();
+    const auto room = kErrorTextLimit - std::min(kErrorTextLimit, errors_.size());
+    errors_.append(bytes.constData(), std::min(room, static_cast<std::size_t>(bytes.size())));
+}
+
+void ToolProcess::onErrorOccurred(QProcess::ProcessError error) {
+    // Every other error is followed by `finished`, which reports it.
+    if (error != QProcess::FailedToStart) return;
+    conclude(ToolResult::Ending::failedToStart, -1, startFailureText(process_->errorString()));
+}
+
+void ToolProcess::onFinished(int exitCode, QProcess::ExitStatus status) {
+    collectOutput();
+    collectErrors();
+    if (timedOut_) {
+        conclude(ToolResult::Ending::timedOut, -1, std::move(errors_));
+    } else if (status == QProcess::CrashExit) {
+        conclude(ToolResult::Ending::crashed, -1, std::move(errors_));
+    } else {
+        conclude(ToolResult::Ending::exited, exitCode, std::move(errors_));
+    }
+}
+
+void ToolProcess::onTimeLimit() {
+    if (result_ || process_ == nullptr) return;
+    if (process_->state() == QProcess::NotRunning) {
+        // Never got going and never said why.
+        conclude(ToolResult::Ending::timedOut, -1, std::move(errors_));
+        return;
+    }
+    timedOut_ = true;
+    process_->kill();
+    grace_->start(kReapMilliseconds);
+}
+
+void ToolProcess::conclude(ToolResult::Ending ending, int exitCode, std::string errorText) {
+    if (result_) return;
+    limit_->stop();
+    grace_->stop();
+    result_ = ToolResult{ending, exitCode, std::move(output_), std::move(errorText)};
+    // Always later, never inside run() or inside a QProcess signal: `done` may destroy the
+    // context, which must not delete the process while it is still emitting.
+    QMetaObject::invokeMethod(this, &ToolProcess::report, Qt::QueuedConnection);
+}
+
+void ToolProcess::report() {
+    auto done = std::move(done_);
+    ToolResult result = std::move(*result_);
+    // From here on the context no longer owns this run, so whatever `done` destroys, this
+    // object goes on its own, after `done` has returned.
+    setParent(nullptr);
+    deleteLater();
+    if (done) done(std::move(result));
+}
+
+// For a process that outlived its kill: it deletes itself once it is finally gone instead of
+// blocking whoever destroys this runner.
+void ToolProcess::letGoOfProcess() {
+    if (process_ == nullptr) return;
+    QProcess* process = process_;
+    process_ = nullptr;
+    process->disconnect(this);
+    process->setParent(nullptr);
+    connect(process, &QProcess::finished, process, &QObject::deleteLater);
+    if (process->state() == QProcess::NotRunning) process->deleteLater();
+}
+
+}  // namespace kestrow

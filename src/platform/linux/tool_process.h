@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QObject>
+#include <QProcess>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+class QTimer;
+
+namespace kestrow {
+
+// How one run of an external tool ended.
+struct ToolResult {
+    enum class Ending { exited, failedToStart, timedOut, crashed };
+    Ending ending = Ending::failedToStart;
+    int exitCode = -1;           // the tool's exit code; -1 unless it exited
+    std::string standardOutput;  // everything it wrote, whatever the ending
+    // failedToStart: why, in words. Otherwise the start of what the tool wrote to standard
+    // error, which is kept here and never reaches our own terminal.
+    std::string errorText;
+};
+
+// Runs one external program as a process of its own (never through a shell) on the event loop
+// of the calling thread, and reports once how it ended. Past the time limit the process is
+// killed and reaped before `timedOut` is reported.
+class ToolProcess final : public QObject {
+    Q_OBJECT
+public:
+    // Returns at once; `done` runs later on the calling thread, exactly once. The run belongs to
+    // `context` (which must live on the calling thread): destroying `context` first kills the
+    // process and drops the report. Without a context the run lasts until it reports.
+    static void run(std::string program, std::vector<std::string> arguments,
+                    double timeLimitSeconds, std::function<void(ToolResult)> done,
+                    QObject* context = nullptr);
+
+    ~ToolProcess() override;
+    ToolProcess(const ToolProcess&) = delete;
+    ToolProcess& operator=(const ToolProcess&) = delete;
+
+private:
+    ToolProcess(std::function<void(ToolResult)> done, QObject* parent);
+
+    void start(const std::string& program, const std::vector<std::string>& arguments,
+               double timeLimitSeconds);
+    void collectOutput();
+    void collectErrors();
+    void onErrorOccurred(QProcess::ProcessError error);
+    void onFinished(int exitCode, QProcess::ExitStatus status);
+    void onTimeLimit();
+    void conclude(ToolResult::Ending ending, int exitCode, std::string errorText);
+    void report();
+    void letGoOfProcess();
+
+    std::function<void(ToolResult)> done_;
+    QProcess* process_;
+    QTimer* limit_;
+    QTimer* grace_;
+    std::string output_;
+    std::string errors_;
+    bool timedOut_ = false;
+    std::optional<ToolResult> result_;
+};
+
+}  // namespace kestrow
