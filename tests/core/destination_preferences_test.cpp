@@ -178,17 +178,18 @@ TEST_F(DestinationPreferencesTest, TheLastDestinationIsTheFirstWithItsID) {
     const auto entry = [](const char* id, const char* volume) {
         return PlistValue(PlistDict{{"DestinationID", id}, {"LastKnownVolumeName", volume}});
     };
-    const PlistArray list{entry("A", "first"), entry("B", "other"), entry("A", "second")};
+    const PlistArray list{entry("A", "first"), PlistDict{}, entry("B", "other"),
+                          entry("A", "second")};
     const auto twice =
         Preferences::fromPlist(PlistDict{{"Destinations", list}, {"LastDestinationID", "A"}});
     ASSERT_TRUE(twice && twice->lastDestination);
     EXPECT_EQ(twice->lastDestination->volumeName, "first");
 
-    for (const PlistValue& lastID : {PlistValue("C"), PlistValue(1), PlistValue("")}) {
+    for (const PlistValue& lastID : {PlistValue("C"), PlistValue(1)}) {
         const auto none = Preferences::fromPlist(
             PlistDict{{"Destinations", list}, {"LastDestinationID", lastID}});
         ASSERT_TRUE(none);
-        EXPECT_EQ(none->destinations->size(), 3u);
+        EXPECT_EQ(none->destinations->size(), 4u);  // an empty dictionary is still a record
         EXPECT_EQ(none->lastDestination, std::nullopt);
     }
     EXPECT_EQ(Preferences::fromPlist(PlistArray{PlistDict{}}), std::nullopt);

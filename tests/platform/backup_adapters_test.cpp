@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <QTcpServer>
+
+#include <fstream>
+
+#include "platform/linux/mounted_backup_volumes.h"
+#include "platform/linux/qt_file_watcher.h"
+#include "platform/linux/tcp_network_probe.h"
+#include "support/atomic_file.h"
+#include "support/temp_folder.h"
+#include "wait_until.h"
+
+namespace kestrow {
+namespace {
+
+// Time Machine and most editors save by writing a new file and renaming it over the old one; the
+// watch must survive that, more than once, and ignore the other files in the folder.
+TEST(QtFileWatcher, FollowsTheFileThroughAtomicReplacesAndIgnoresItsNeighbours) {
+    testing::TempFolder folder;
+    const auto file = folder / "com.apple.TimeMachine.plist";
+    folder.write("com.apple.TimeMachine.plist", "one");
+    QtFileWatcher watcher;
+    int changes = 0;
+    const auto watch = watcher.watch(file, [&] { ++changes; });
+
+    folder.write("unrelated.plist", "noise");
+    QTest::qWait(150);
+    EXPECT_EQ(changes, 0);
+
+    for (int round = 1; round <= 3; ++round) {
+        const int before = changes;
+        ASSERT_TRUE(writeFileAtomically(file, "version " + std::to_string(round)));
+        EXPECT_TRUE(testing::waitUntil([&] { return changes > before; }))
+            << "replace number " << round;
+    }
+
+    // Removed, then created again: both are changes of the file.
+    int before = changes;
+    std::filesystem::remove(file);
+    EXPECT_TRUE(testing::waitUntil([&] { return changes > before; }));
+    before = changes;
+    folder.write("com.apple.TimeMachine.plist", "back");
+    EXPECT_TRUE(testing::waitUntil([&] { return changes > before; }));
+}
+
+TEST(QtFileWatcher, StopsCallingOnceTheWatchIsGone) {
+    testing::TempFolder folder;
+    folder.write("settings.plist", "one");
+    QtFileWatcher watcher;
+    int changes = 0;
+    auto watch = watcher.watch(folder / "settings.plist", [&] { ++changes; });
+    watch.reset();
+    folder.write("settings.plist", "two");
+    QTest::qWait(150);
+    EXPECT_EQ(changes, 0);
+}
+
+TEST(TcpNetworkProbe, TellsAListeningPortFromAClosedOneAndCancelsQuietly) {
+    QTcpServer server;
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    const auto open = static_cast<std::uint16_t>(server.serverPort());
+    QTcpServer closedServer;
+    ASSERT_TRUE(closedServer.listen(QHostAddress::LocalHost));
+    const auto closed = static_cast<std::uint16_t>(closedServer.serverPort());
+    closedServer.close();
+
+    TcpNetworkProbe probe(2.0);
+    std::optional<bool> toOpen;
+    std::optional<bool> toClosed;
+    const auto a = probe.connect("127.0.0.1", open, [&](bool r) { toOpen = r; });
+    const auto b = probe.connect("localhost", closed, [&](bool r) { toClosed = r; });
+    ASSERT_TRUE(testing::waitUntil([&] { return toOpen && toClosed; }));
+    EXPECT_TRUE(*toOpen);
+    EXPECT_FALSE(*toClosed);
+
+    int calls = 0;
+    auto cancelled = probe.connect("127.0.0.1", open, [&](bool) { ++calls; });
+    cancelled.reset();
+    QTest::qWait(200);
+    EXPECT_EQ(calls, 0);
+}
+
+TEST(MountedBackupVolumes, FindsTheVolumeByItsMountPointsNameOnly) {
+    testing::TempFolder folder;
+    folder.write("mountinfo",
+                 "22 1 0:21 / /proc rw,nosuid - proc proc rw\n"
+                 "98 29 0:45 / /media/me/Time\\040Vault rw - cifs //nas/tm rw\n"
+                 "99 29 0:46 / /mnt/VaultArchive rw - ext4 /dev/sdb1 rw\n"
+                 "garbage line\n");
+    MountedBackupVolumes volumes(folder / "mountinfo");
+    Destination destination;
+    destination.isNetwork = true;
+    destination.volumeName = "Time Vault";
+    EXPECT_EQ(volumes.attached(destination), true);
+    // A longer name that merely starts the same is another volume; not finding it says nothing.
+    destination.volumeName = "Vault";
+    EXPECT_EQ(volumes.attached(destination), std::nullopt);
+    destination.volumeName = "";
+    EXPECT_EQ(volumes.attached(destination), std::nullopt);
+    EXPECT_EQ(MountedBackupVolumes(folder / "missing").attached(destination), std::nullopt);
+}
+
+}  // namespace
+}  // namespace kestrow
