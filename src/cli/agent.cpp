@@ -8,7 +8,6 @@
 #include <QUrl>
 
 #include "app/headless_shell.h"
-#include "app/readable_settings_file.h"
 #include "app/start_at_launch.h"
 #include "ui/backup_section.h"
 #include "ui/menu_window.h"
@@ -17,10 +16,9 @@
 namespace kestrow {
 namespace {
 
-constexpr std::array<const char*, 12> kServiceNames{"Share monitoring",
+// The services still to be built; each logs once at start that it is not there yet.
+constexpr std::array<const char*, 10> kServiceNames{"Share monitoring",
                                                     "VPN monitor",
-                                                    "Protection refresh",
-                                                    "Background monitoring",
                                                     "Nightly backup",
                                                     "Browser cache cleaner",
                                                     "Developer cache cleaner",
@@ -92,9 +90,9 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         notifications_,
         staleWidgetCheck_,
         [this] { return makePreferencesFile(); },
-        AppServices{service(0), service(1), protectionRefresh_, backupMonitoring_, service(4),
-                    service(5), service(6), service(7), service(8), service(9), service(10)},
-        service(11),
+        AppServices{service(0), service(1), protectionRefresh_, backupMonitoring_, service(2),
+                    service(3), service(4), service(5), service(6), service(7), service(8)},
+        service(9),
         *shell_,
         menu_,
         log_,
@@ -141,7 +139,7 @@ void Agent::perform(StepAction action) {
         case StepAction::openSystemSettings: {
             // Linux has no privacy pane: show the folder, where the file's permissions can be
             // fixed.
-            const auto folder = ReadableSettingsFile::location(environment_).parent_path();
+            const auto folder = PreferencesFile::location(environment_).parent_path();
             QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(folder.string())));
             break;
         }

@@ -73,7 +73,7 @@ private:
     BackupMonitoring backupMonitoring_;
     Signal<>::Connection settingsRead_;
     Signal<ProtectionVerdict>::Connection verdictFollower_;
-    std::array<std::unique_ptr<PlaceholderService>, 12> placeholders_;
+    std::array<std::unique_ptr<PlaceholderService>, 10> placeholders_;
     UiShell* uiShell_ = nullptr;
     std::unique_ptr<AppShell> shell_;
     std::unique_ptr<AppDelegate> delegate_;

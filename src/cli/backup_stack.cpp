@@ -1,6 +1,5 @@
 #include "cli/backup_stack.h"
 
-#include "app/readable_settings_file.h"
 
 namespace kestrow {
 
@@ -10,7 +9,7 @@ BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
     : options_(std::move(options)),
       clock_(clock),
       log_(log),
-      settingsFile_(ReadableSettingsFile::location(options_.environment)),
+      settingsFile_(PreferencesFile::location(options_.environment)),
       tcpProbe_(options_.probeTimeLimitSeconds),
       unsearchedReasons_(mainExecutor),
       shared_(sharedStore, widgets, log) {

@@ -16,6 +16,12 @@ bool canRead(const std::filesystem::path& file) {
 
 }  // namespace
 
+std::filesystem::path PreferencesFile::location(const EnvironmentLookup& environment) {
+    if (auto overridden = environment("KESTROW_TM_PLIST"); overridden && !overridden->empty())
+        return *overridden;
+    return "/Library/Preferences/com.apple.TimeMachine.plist";
+}
+
 PreferencesFile::PreferencesFile(Dependencies dependencies) : d_(std::move(dependencies)) {
     if (d_.demo) return;
     applyAccess();

@@ -9,6 +9,7 @@
 #include "platform/file_watcher.h"
 #include "platform/time_machine_tools.h"
 #include "support/clock.h"
+#include "support/environment.h"
 #include "support/executor.h"
 #include "support/logger.h"
 #include "support/observable.h"
@@ -34,6 +35,9 @@ public:
 
     // Time Machine rewrites its settings several times in a burst; one read per burst suffices.
     static constexpr double kBurstSeconds = 1.0;
+
+    // KESTROW_TM_PLIST, else where macOS keeps the file.
+    static std::filesystem::path location(const EnvironmentLookup& environment);
 
     explicit PreferencesFile(Dependencies dependencies);
     ~PreferencesFile() override;

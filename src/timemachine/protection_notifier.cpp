@@ -50,8 +50,12 @@ void ProtectionNotifier::handle(const ProtectionVerdict& verdict) {
     }
 
     const bool notify = previous && settings.notificationsEnabled();
-    log_.info("Backup protection went from {} to {}{}", previous.value_or("nothing"), *next,
-              notify ? "; notifying" : "");
+    if (previous) {
+        log_.info("Backup protection went from {} to {}{}", *previous, *next,
+                  notify ? "; notifying" : "");
+    } else {
+        log_.info("Backup protection is {}", *next);
+    }
     if (!notify) return;
 
     const std::string body = verdict.reasons.empty()

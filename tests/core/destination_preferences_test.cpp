@@ -139,6 +139,7 @@ TEST_F(DestinationPreferencesTest, BothFormsOfARealSettingsFileReadAlike) {
     EXPECT_FALSE(nas.isEncrypted);  // "NotEncrypted"
     EXPECT_TRUE(nas.isNetwork);
     EXPECT_EQ(nas.networkURL, "smb://tm@nas.local/TimeMachine");
+    EXPECT_EQ(nas.attempts, (std::vector{at(kNov20_0200), at(kNov21_0200)}));
     EXPECT_EQ(nas.lastResult, 19);
     EXPECT_EQ(nas.destinationUUIDs, std::nullopt);
     EXPECT_EQ(nas.previousAttempt(), at(kNov20_0200));
