@@ -5,10 +5,15 @@
 #include <fstream>
 
 #include "platform/linux/mounted_backup_volumes.h"
+#include "platform/linux/process_time_machine_tools.h"
 #include "platform/linux/qt_file_watcher.h"
+#include "platform/linux/system_clock.h"
 #include "platform/linux/tcp_network_probe.h"
 #include "support/atomic_file.h"
+#include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
+#include "support/time_machine_fakes.h"
+#include "timemachine/preferences_file.h"
 #include "wait_until.h"
 
 namespace kestrow {
@@ -99,6 +104,52 @@ TEST(MountedBackupVolumes, FindsTheVolumeByItsMountPointsNameOnly) {
     destination.volumeName = "";
     EXPECT_EQ(volumes.attached(destination), std::nullopt);
     EXPECT_EQ(MountedBackupVolumes(folder / "missing").attached(destination), std::nullopt);
+}
+
+}  // namespace
+}  // namespace kestrow
+
+namespace kestrow {
+namespace {
+
+// The whole reading path on the real system: Time Machine rewrites its settings by rename, the
+// watch sees it, the real tool is asked whether a backup runs, and the shared store follows.
+TEST(PreferencesFileOnLinux, ARewrittenSettingsFileReachesTheSharedStore) {
+    testing::TempFolder folder;
+    const auto settings = folder / "com.apple.TimeMachine.plist";
+    const auto write = [&](const char* volume) {
+        const PlistDict destination{{"DestinationID", "D1"}, {"LastKnownVolumeName", volume}};
+        ASSERT_TRUE(writeFileAtomically(
+            settings, PlistValue(PlistDict{{"Destinations", PlistArray{destination}},
+                                           {"LastDestinationID", "D1"}})
+                          .toXml()));
+    };
+    write("First");
+    std::filesystem::create_directories(folder / "tool");
+    folder.write("tool/status.out",
+                 PlistValue(PlistDict{{"Running", 1}, {"BackupPhase", "Copying"}}).toXml());
+    ::setenv("FAKE_TMUTIL_DIR", (folder / "tool").c_str(), 1);
+
+    testing::RecordingLogSink sink;
+    const Logger log(sink, LogArea::general);
+    SettingsStore store(folder / "shared.plist", log);
+    testing::RecordingWidgetHost widgets;
+    SharedPreferences shared(store, widgets, log);
+    SystemClock clock;
+    QtFileWatcher watcher;
+    ProcessTimeMachineTools tools(KESTROW_FAKE_TMUTIL_PATH);
+    PreferencesFile file({settings, false, clock, watcher, tools, shared, log});
+    ASSERT_TRUE(file.hasAccess());
+    const auto volume = [&]() -> std::string {
+        const auto p = shared.load();
+        return p && p->lastDestination ? p->lastDestination->volumeName : "";
+    };
+    EXPECT_EQ(volume(), "First");
+
+    write("Second");
+    EXPECT_TRUE(testing::waitUntil([&] { return volume() == "Second"; }));
+    EXPECT_EQ(store.boolValue("backupRunning"), true);
+    ::unsetenv("FAKE_TMUTIL_DIR");
 }
 
 }  // namespace

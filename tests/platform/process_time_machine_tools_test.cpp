@@ -190,6 +190,15 @@ TEST(ProcessTimeMachineTools, DestroyedWhileTheToolRunsItStopsItAndReportsNothin
     ProcessTimeMachineTools other(kFakeTool);
     EXPECT_TRUE(statusOf(other));
     EXPECT_FALSE(reported);
+
+    // The answer may be the last thing a tools object sees.
+    auto doomed = std::make_unique<ProcessTimeMachineTools>(kFakeTool);
+    bool answered = false;
+    doomed->status([&](std::optional<std::string>) {
+        doomed.reset();
+        answered = true;
+    });
+    EXPECT_TRUE(waitUntil([&] { return answered; }));
 }
 
 TEST(ProcessTimeMachineTools, TheEnvironmentCanNameAnotherTool) {

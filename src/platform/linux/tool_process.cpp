@@ -123,7 +123,7 @@ void ToolProcess::onTimeLimit() {
     }
     timedOut_ = true;
     process_->kill();
-    grace_->start(kReapMilliseconds);
+    conclude(ToolResult::Ending::timedOut, -1, {});
 }
 
 void ToolProcess::conclude(ToolResult::Ending ending, int exitCode, std::string errorText) {
