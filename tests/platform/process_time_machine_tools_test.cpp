@@ -158,7 +158,8 @@ TEST(ProcessTimeMachineTools, AMissingToolAnswersNothingAndSaysWhy) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {(folder / "no-such-tool").string(), "No such file or directory"},
         {(folder / "not-a-program").string(), "Permission denied"},
-        {folder.path().string(), "Permission denied"}};
+        {folder.path().string(), "Permission denied"},
+        {"", "No program defined"}};
     for (const auto& [program, reason] : cases) {
         ProcessTimeMachineTools tools(program);
         const auto status = statusOf(tools);

@@ -123,7 +123,7 @@ void ToolProcess::onTimeLimit() {
     }
     timedOut_ = true;
     process_->kill();
-    conclude(ToolResult::Ending::timedOut, -1, {});
+    grace_->start(kReapMilliseconds);
 }
 
 void ToolProcess::conclude(ToolResult::Ending ending, int exitCode, std::string errorText) {
