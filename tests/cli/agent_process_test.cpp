@@ -1,6 +1,6 @@
 // The agent as a real process: launch, the single-instance handover, and the stop on SIGTERM.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "support/atomic_file.h"
+#include "support/plist_value.h"
 #include "support/temp_folder.h"
 
 namespace kestrow {
@@ -17,14 +18,17 @@ namespace {
 
 class AgentProcess {
 public:
-    AgentProcess(const testing::TempFolder& home, std::vector<std::string> args = {}) {
+    AgentProcess(const testing::TempFolder& home, std::vector<std::string> args = {},
+                 std::string settingsFile = "missing.plist") {
         const char* binary = std::getenv("KESTROW_BINARY");
         if (binary == nullptr) return;
         std::vector<std::string> env{"HOME=" + home.path().string(),
                                      "XDG_CONFIG_HOME=" + (home / ".config").string(),
                                      "XDG_CACHE_HOME=" + (home / ".cache").string(),
                                      "XDG_RUNTIME_DIR=" + (home / "run").string(),
-                                     "KESTROW_TM_PLIST=" + (home / "missing.plist").string(), "PATH=/usr/bin:/bin"};
+                                     "KESTROW_TM_PLIST=" + (home / settingsFile).string(),
+                                     "KESTROW_TMUTIL=" + std::string(KESTROW_FAKE_TMUTIL_PATH),
+                                     "PATH=/usr/bin:/bin"};
         args.insert(args.begin(), binary);
         std::vector<char*> argv;
         for (auto& a : args) argv.push_back(a.data());
@@ -34,7 +38,8 @@ public:
         envp.push_back(nullptr);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 2, (home / "agent.log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        posix_spawn_file_actions_addopen(&actions, 2, (home / "agent.log").c_str(),
+                                         O_WRONLY | O_CREAT | O_APPEND, 0600);
         if (posix_spawn(&pid_, binary, &actions, nullptr, argv.data(), envp.data()) != 0) pid_ = -1;
         posix_spawn_file_actions_destroy(&actions);
     }
@@ -80,13 +85,16 @@ TEST(AgentProcess, LaunchesOnceHandsOverToTheRunningAgentAndStopsOnSignals) {
     ASSERT_TRUE(agent.started()) << "KESTROW_BINARY must name the built kestrow";
     const auto entry = home / ".config/autostart/kestrow.desktop";
     const auto socket = home / "run/kestrow/agent.socket";
-    ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(entry) && std::filesystem::exists(socket); },
-                        std::chrono::seconds(20)))
+    ASSERT_TRUE(
+        waitFor([&] { return std::filesystem::exists(entry) && std::filesystem::exists(socket); },
+                std::chrono::seconds(20)))
         << *readFile(home / "agent.log");
-    EXPECT_NE(readFile(entry)->find("--login-item"), std::string::npos) << "start at launch was turned on";
+    EXPECT_NE(readFile(entry)->find("--login-item"), std::string::npos)
+        << "start at launch was turned on";
 
     AgentProcess second(home);
-    EXPECT_EQ(second.waitForExit(std::chrono::seconds(20)), 0) << "a second launch hands over and exits";
+    EXPECT_EQ(second.waitForExit(std::chrono::seconds(20)), 0)
+        << "a second launch hands over and exits";
     EXPECT_FALSE(agent.waitForExit(std::chrono::seconds(0))) << "the first agent keeps running";
 
     agent.signal(SIGTERM);
@@ -98,6 +106,45 @@ TEST(AgentProcess, LaunchesOnceHandsOverToTheRunningAgentAndStopsOnSignals) {
     EXPECT_FALSE(next.waitForExit(std::chrono::seconds(0)));
     next.signal(SIGINT);
     EXPECT_EQ(next.waitForExit(std::chrono::seconds(20)), 0);
+}
+
+// Whether the snapshot in the shared store at `file` mentions `text` (it is JSON kept as data).
+bool snapshotMentions(const std::filesystem::path& file, const std::string& text) {
+    const auto store = PlistValue::parse(readFile(file).value_or(""));
+    const PlistValue* snapshot = store ? store->find("preferences") : nullptr;
+    if (snapshot == nullptr || snapshot->asData() == nullptr) return false;
+    return std::string(snapshot->asData()->begin(), snapshot->asData()->end()).find(text) !=
+           std::string::npos;
+}
+
+// The agent keeps the shared store's snapshot for panels and status bars; the demo keeps its
+// simulated Mac to its own stores.
+TEST(AgentProcess, PublishesTheSettingsSnapshotAndTheDemoKeepsToItsOwnStores) {
+    testing::TempFolder home;
+    home.write("tm.plist",
+               PlistValue(PlistDict{{"Destinations",
+                                     PlistArray{PlistDict{{"DestinationID", "D1"},
+                                                          {"LastKnownVolumeName", "Shelf"}}}},
+                                    {"LastDestinationID", "D1"}})
+                   .toXml());
+    const auto sharedStore = home / ".config/kestrow/QX7T2LM9KA.bar.vemb.orvel.plist";
+    const auto published = [&] { return snapshotMentions(sharedStore, "Shelf"); };
+    {
+        AgentProcess agent(home, {}, "tm.plist");
+        ASSERT_TRUE(agent.started());
+        EXPECT_TRUE(waitFor(published, std::chrono::seconds(20))) << *readFile(home / "agent.log");
+        agent.signal(SIGTERM);
+        EXPECT_EQ(agent.waitForExit(std::chrono::seconds(20)), 0);
+    }
+
+    const auto before = readFile(sharedStore);
+    AgentProcess demo(home, {"--demo"}, "tm.plist");
+    const auto demoStore = home / ".cache/kestrow/demo/QX7T2LM9KA.bar.vemb.orvel.plist";
+    EXPECT_TRUE(
+        waitFor([&] { return snapshotMentions(demoStore, "Vault"); }, std::chrono::seconds(20)));
+    demo.signal(SIGTERM);
+    EXPECT_EQ(demo.waitForExit(std::chrono::seconds(20)), 0);
+    EXPECT_EQ(readFile(sharedStore), before);
 }
 
 }  // namespace
