@@ -61,8 +61,8 @@ int runAgentCommand(const CommandContext& context, int argc, char** argv) {
     QCoreApplication::setApplicationName("Kestrow");
     QCoreApplication::setOrganizationDomain("vemb.bar");
 
-    // Before anything else exists, so that a SIGTERM during start-up still ends in the stop sequence
-    // (delivered once the event loop runs) instead of killing the process half-launched.
+    // Before anything else exists, so that a SIGTERM during start-up still ends in the stop
+    // sequence (delivered once the event loop runs) instead of killing the process half-launched.
     TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::terminationRequested, app.get(),
                      [] { QCoreApplication::quit(); });

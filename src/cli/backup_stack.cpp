@@ -1,6 +1,5 @@
 #include "cli/backup_stack.h"
 
-
 namespace kestrow {
 
 BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,

@@ -101,7 +101,8 @@ Destination destinationFromJson(const Json& j) {
     if (const auto found = j.find("destinationUUIDs"); found != j.end() && !found->is_null()) {
         if (!found->is_array()) throw DecodeError{"\"destinationUUIDs\" is not a list"};
         std::vector<std::string> ids;
-        for (const Json& element : *found) ids.push_back(as<std::string>(element, "destinationUUIDs"));
+        for (const Json& element : *found)
+            ids.push_back(as<std::string>(element, "destinationUUIDs"));
         d.destinationUUIDs = std::move(ids);
     }
     return d;
@@ -133,8 +134,7 @@ std::optional<Preferences> Preferences::fromPlist(const PlistValue& root) {
     return p;
 }
 
-std::optional<Preferences> Preferences::read(const std::filesystem::path& file,
-                                             const Logger& log) {
+std::optional<Preferences> Preferences::read(const std::filesystem::path& file, const Logger& log) {
     std::string error;
     const auto bytes = readFile(file, &error);
     if (!bytes) {

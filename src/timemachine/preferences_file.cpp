@@ -61,8 +61,8 @@ void PreferencesFile::process() {
 void PreferencesFile::processWithLiveRunningState() {
     // The running state is worth recording even if this reader has gone away meanwhile; the
     // shared store outlives it.
-    d_.tools.status([this, shared = &d_.shared, alive = std::weak_ptr<bool>(alive_)](
-                        std::optional<std::string> output) {
+    d_.tools.status([this, shared = &d_.shared,
+                     alive = std::weak_ptr<bool>(alive_)](std::optional<std::string> output) {
         shared->setBackupRunning(TimeMachineLiveStatus::statusDetails(output).running);
         if (alive.expired()) return;
         process();

@@ -16,8 +16,7 @@ bool SharedPreferences::store(Preferences preferences) {
     preferences.backupRunning = shared_.boolValue(keys::backupRunning);
     preferences.failureReasonReadable = shared_.boolValue(keys::failureReasonReadable);
     const std::string json = preferences.toJson();
-    if (shared_.set(keys::preferences, PlistData(json.begin(), json.end())) ==
-        StoreWrite::failed) {
+    if (shared_.set(keys::preferences, PlistData(json.begin(), json.end())) == StoreWrite::failed) {
         log_.error("Failed storing preferences: {}", shared_.file().string());
         return false;
     }
@@ -33,10 +32,8 @@ std::optional<Preferences> SharedPreferences::load() {
         return std::nullopt;
     }
     std::string error;
-    auto preferences =
-        Preferences::fromJson(std::string_view(reinterpret_cast<const char*>(data->data()),
-                                               data->size()),
-                              &error);
+    auto preferences = Preferences::fromJson(
+        std::string_view(reinterpret_cast<const char*>(data->data()), data->size()), &error);
     if (!preferences) {
         log_.error("Failed loading preferences: {}", error);
         return std::nullopt;
