@@ -2,6 +2,7 @@
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(fmt 9 REQUIRED)
 find_package(Threads REQUIRED)

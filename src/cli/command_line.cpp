@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "cli/agent_command.h"
+#include "cli/cleaners_command.h"
 #include "cli/settings_command.h"
 #include "cli/status_command.h"
 
@@ -13,6 +14,8 @@ namespace {
 const char* const kUsage =
     "usage: kestrow [--demo]                  run the agent (tray icon and menu)\n"
     "       kestrow status [--json] [--demo]  the backup verdict now\n"
+    "       kestrow cleaners [--json]         the weekly cleaners and their last passes\n"
+    "       kestrow clean [--estimate] [--json]  move what the cleaners that are on take to the Trash\n"
     "       kestrow settings [--json]         every setting with its effective value\n"
     "       kestrow settings set KEY VALUE    store one setting in its own type\n"
     "       kestrow settings unset KEY        remove one setting\n"
@@ -41,6 +44,8 @@ int runCommandLine(int argc, char** argv) {
     }
     if (command == "settings") return runSettingsCommand(context);
     if (command == "status") return runStatusCommand(context);
+    if (command == "cleaners") return runCleanersCommand(context);
+    if (command == "clean") return runCleanCommand(context);
     std::cerr << "kestrow: unknown command '" << command << "'\n" << kUsage;
     return kExitUsage;
 }

@@ -1,0 +1,45 @@
+#include "cleaners/cleaner_owner.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace kestrow {
+namespace {
+
+std::string lowered(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+}  // namespace
+
+bool CleanerOwner::matches(const RunningProcess& process) const {
+    const std::string name = lowered(process.name);
+    for (const std::string& candidate : processNames) {
+        if (name == lowered(candidate)) return true;
+    }
+    for (const std::string& prefix : processNamePrefixes) {
+        if (name.starts_with(lowered(prefix))) return true;
+    }
+    if (!process.path) return false;
+    return std::any_of(pathFragments.begin(), pathFragments.end(), [&](const std::string& part) {
+        return process.path->find(part) != std::string::npos;
+    });
+}
+
+bool CleanerOwner::isRunningNow(
+    const std::function<bool(const std::string& bundleID)>& applicationRunning,
+    const std::function<ProcessListing()>& processes) const {
+    for (const std::string& bundleID : bundleIDs) {
+        if (applicationRunning && applicationRunning(bundleID)) return true;
+    }
+    const bool knownByName = !processNames.empty() || !processNamePrefixes.empty();
+    if (!knownByName && pathFragments.empty()) return false;
+    const ProcessListing listing = processes ? processes() : ProcessListing{};
+    // Without the table there is no telling whether the owner runs; the cache waits a pass.
+    if (!listing) return true;
+    return std::any_of(listing->begin(), listing->end(),
+                       [&](const RunningProcess& process) { return matches(process); });
+}
+
+}  // namespace kestrow

@@ -1,0 +1,115 @@
+#include "cleaners/cleaner_pass.h"
+
+#include <exception>
+
+#include "cleaners/cleaner_path.h"
+
+namespace kestrow {
+namespace {
+
+// A cleaner or a Trash that throws must not take the other cleaners' passes down with it.
+CleanerDiscovery discoverGuarded(const Cleaner& cleaner) {
+    try {
+        return cleaner.discover();
+    } catch (const std::exception& error) {
+        return CleanerDiscovery{{}, CleanerDiscovery::Error{PathStatus::failed, error.what()}};
+    } catch (...) {
+        return CleanerDiscovery{{},
+                                CleanerDiscovery::Error{PathStatus::failed, "discovery failed"}};
+    }
+}
+
+// When it cannot be told whether the owner runs, it is taken to run.
+bool runningGuarded(const CleanerPass::IsRunning& isRunning, const Cleaner& cleaner) {
+    try {
+        return !isRunning || isRunning(cleaner.owner());
+    } catch (...) {
+        return true;
+    }
+}
+
+bool reclaimableGuarded(const Cleaner& cleaner, const std::filesystem::path& target) {
+    try {
+        return cleaner.isReclaimable(target);
+    } catch (...) {
+        return false;
+    }
+}
+
+std::optional<std::string> trashGuarded(const CleanerPass::Trash& trash,
+                                        const std::filesystem::path& target) {
+    try {
+        return trash(target);
+    } catch (const std::exception& error) {
+        return std::string(error.what());
+    } catch (...) {
+        return std::string("could not move ") + target.string() + " to the Trash";
+    }
+}
+
+}  // namespace
+
+CleanerOutcome CleanerPass::run(const Cleaner& cleaner, const IsRunning& isRunning,
+                                const Trash& trash) {
+    CleanerOutcome outcome;
+    if (runningGuarded(isRunning, cleaner)) {
+        outcome.skippedRunning = true;
+        return outcome;
+    }
+    const std::string name = cleaner.name();
+    const CleanerDiscovery discovery = discoverGuarded(cleaner);
+    std::vector<std::filesystem::path> targets = discovery.targets;
+    if (discovery.error) {
+        if (discovery.error->status == PathStatus::notPermitted) {
+            outcome.blockedReason = discovery.error->text;
+            return outcome;
+        }
+        outcome.failures.push_back(name + ": " + discovery.error->text);
+        targets.clear();
+    }
+    for (const std::filesystem::path& target : targets) {
+        const std::string refused = name + ": refused " + target.string();
+        if (!reclaimableGuarded(cleaner, target)) {
+            outcome.failures.push_back(refused);
+            continue;
+        }
+        const std::int64_t bytes = CleanerPath::byteSizeCounting(target).bytes;
+        // Measuring takes time; whatever sits at the path now is what gets moved.
+        if (!reclaimableGuarded(cleaner, target)) {
+            outcome.failures.push_back(refused);
+            continue;
+        }
+        if (const std::optional<std::string> error = trashGuarded(trash, target)) {
+            outcome.failures.push_back(name + ": " + *error);
+            continue;
+        }
+        outcome.freedBytes += bytes;
+        outcome.trashedCount += 1;
+    }
+    outcome.completed = true;
+    return outcome;
+}
+
+ReclaimReport CleanerPass::runAll(const std::vector<const Cleaner*>& cleaners,
+                                  const IsRunning& isRunning, const Trash& trash) {
+    ReclaimReport report;
+    for (const Cleaner* cleaner : cleaners) {
+        if (cleaner == nullptr) continue;
+        const CleanerOutcome outcome = run(*cleaner, isRunning, trash);
+        const std::string name = cleaner->name();
+        report.freedBytes += outcome.freedBytes;
+        report.trashedCount += outcome.trashedCount;
+        if (outcome.skippedRunning) report.skippedRunning.push_back(name);
+        if (outcome.trashedCount >= 1) report.reclaimedNames.push_back(name);
+        if (outcome.blockedReason) {
+            report.blocked.push_back(name);
+            report.blockedReasons.push_back(*outcome.blockedReason);
+        }
+        report.failures.insert(report.failures.end(), outcome.failures.begin(),
+                               outcome.failures.end());
+        if (outcome.completed) report.completed[cleaner->id()] = outcome.freedBytes;
+    }
+    return report;
+}
+
+}  // namespace kestrow

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cleaners/cleaner.h"
+
+namespace kestrow {
+
+// One cleaner's pass.
+struct CleanerOutcome {
+    std::int64_t freedBytes = 0;
+    int trashedCount = 0;
+    bool skippedRunning = false;
+    std::optional<std::string> blockedReason;
+    std::vector<std::string> failures;
+    bool completed = false;
+    bool operator==(const CleanerOutcome&) const = default;
+};
+
+// A pass over several cleaners, folded.
+struct ReclaimReport {
+    std::int64_t freedBytes = 0;
+    int trashedCount = 0;
+    std::vector<std::string> skippedRunning;  // names
+    std::vector<std::string> reclaimedNames;
+    std::vector<std::string> failures;
+    std::vector<std::string> blocked;  // names
+    std::vector<std::string> blockedReasons;
+    std::map<std::string, std::int64_t> completed;  // id → bytes freed
+    bool operator==(const ReclaimReport&) const = default;
+};
+
+// Carries out passes with the same safety rules for every cleaner: skip it whole while its
+// owner runs, re-check every target right before moving it, and move, never delete.
+struct CleanerPass {
+    using IsRunning = std::function<bool(const CleanerOwner&)>;
+    // Moves one item to the Trash; nothing on success, else a readable reason.
+    using Trash = std::function<std::optional<std::string>(const std::filesystem::path&)>;
+
+    static CleanerOutcome run(const Cleaner& cleaner, const IsRunning& isRunning,
+                              const Trash& trash);
+    static ReclaimReport runAll(const std::vector<const Cleaner*>& cleaners,
+                                const IsRunning& isRunning, const Trash& trash);
+};
+
+}  // namespace kestrow

@@ -1,0 +1,26 @@
+#include "cli/cleaner_stack.h"
+
+namespace kestrow {
+
+CleanerStack::CleanerStack(Clock& clock, Executor& mainExecutor, SettingsStore& standardStore,
+                           UserLocations folders, Logger log)
+    : folders_(std::move(folders)) {
+    browsers_ = std::make_unique<BrowserCacheReclaimer>(BrowserCacheReclaimer::Dependencies{
+        clock, mainExecutor, worker_, standardStore, processes_, trash_, folders_, log});
+    MaintenanceCleaner::Environment environment{
+        [&clock] { return clock.now(); },
+        standardStore,
+        3600.0,
+        MaintenanceCleaner::cleanersOnDisk(worker_, mainExecutor, folders_, processes_, trash_),
+        [this](std::function<void(BrowserResult)> done) { browsers_->reclaimNow(std::move(done)); },
+        {}};
+    developer_ = std::make_unique<MaintenanceCleaner>(std::move(environment), mainExecutor, log);
+}
+
+// The schedulers go first, so no pass is started on a worker that is already gone.
+CleanerStack::~CleanerStack() {
+    developer_.reset();
+    browsers_.reset();
+}
+
+}  // namespace kestrow

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+
+#include "app/settings/settings_store.h"
+#include "cleaners/browser_cache_reclaimer.h"
+#include "cleaners/maintenance_cleaner.h"
+#include "platform/linux/gio_trash.h"
+#include "platform/linux/proc_running_processes.h"
+#include "platform/locations.h"
+#include "support/serial_queue.h"
+
+namespace kestrow {
+
+// The two cleaner schedulers wired to the real Trash and process table, with their passes on a
+// worker thread. The agent and `kestrow clean` build the same stack, so a manual free-up from
+// the command line follows exactly the menu's rules.
+class CleanerStack {
+public:
+    CleanerStack(Clock& clock, Executor& mainExecutor, SettingsStore& standardStore,
+                 UserLocations folders, Logger log);
+    ~CleanerStack();
+    CleanerStack(const CleanerStack&) = delete;
+    CleanerStack& operator=(const CleanerStack&) = delete;
+
+    BrowserCacheReclaimer& browsers() { return *browsers_; }
+    MaintenanceCleaner& developer() { return *developer_; }
+    const UserLocations& folders() const { return folders_; }
+    Executor& worker() { return worker_; }
+
+    // Linux has no Xcode.
+    static constexpr bool kXcodeInstalled = false;
+
+private:
+    UserLocations folders_;
+    GioTrash trash_;
+    ProcRunningProcesses processes_;
+    SerialQueue worker_{"Cleaner passes"};
+    std::unique_ptr<BrowserCacheReclaimer> browsers_;
+    std::unique_ptr<MaintenanceCleaner> developer_;
+};
+
+}  // namespace kestrow
