@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "app/service.h"
 #include "app/settings/settings_store.h"
 #include "cleaners/browser_result.h"
 #include "cleaners/cleaner_pass.h"
@@ -26,7 +27,7 @@ namespace kestrow {
 // Clears the developer caches the user turned on, each at most once a week, and answers the
 // menu's free-up action together with the browser caches. Main thread only; the passes
 // themselves run wherever `runCleaners` puts them and answer on the main executor.
-class MaintenanceCleaner {
+class MaintenanceCleaner final : public Service {
 public:
     using RunCleaners =
         std::function<void(std::vector<std::string> ids, std::function<void(ReclaimReport)> done)>;
@@ -49,13 +50,13 @@ public:
     };
 
     MaintenanceCleaner(Environment environment, Executor& mainExecutor, Logger log);
-    ~MaintenanceCleaner();
+    ~MaintenanceCleaner() override;
     MaintenanceCleaner(const MaintenanceCleaner&) = delete;
     MaintenanceCleaner& operator=(const MaintenanceCleaner&) = delete;
 
     // Ticks now and then every `tickSeconds` until stopped.
-    void start();
-    void stop();
+    void start() override;
+    void stop() override;
     // Ticks now, as after a setting changed.
     void poke();
 

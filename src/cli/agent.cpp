@@ -10,6 +10,7 @@
 #include "app/headless_shell.h"
 #include "app/start_at_launch.h"
 #include "ui/backup_section.h"
+#include "ui/cleaners_section.h"
 #include "ui/menu_window.h"
 #include "ui/ui_shell.h"
 
@@ -17,16 +18,9 @@ namespace kestrow {
 namespace {
 
 // The services still to be built; each logs once at start that it is not there yet.
-constexpr std::array<const char*, 10> kServiceNames{"Share monitoring",
-                                                    "VPN monitor",
-                                                    "Nightly backup",
-                                                    "Browser cache cleaner",
-                                                    "Developer cache cleaner",
-                                                    "Keep awake",
-                                                    "Caffeine",
-                                                    "Drive health",
-                                                    "Hog watch",
-                                                    "Wake observer"};
+constexpr std::array<const char*, 8> kServiceNames{
+    "Share monitoring", "VPN monitor",  "Nightly backup", "Keep awake",
+    "Caffeine",         "Drive health", "Hog watch",      "Wake observer"};
 
 const char* const kWidgetInstructions =
     "Kestrow keeps its latest backup verdict in its shared settings and announces each change on "
@@ -60,7 +54,9 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
       backup_({options_.demo, environment_}, clock_, mainExecutor_, standardStore_, sharedStore_,
               widgetHost_, &notifier_, log_),
       protectionRefresh_(backup_.model(), mainExecutor_),
-      backupMonitoring_(backup_.model()) {
+      backupMonitoring_(backup_.model()),
+      cleaners_(clock_, mainExecutor_, standardStore_, locations_, log_, options_.demo,
+                locations_.demoFolder()) {
     verdictFollower_ = backup_.model().verdict.observe(
         [this](const ProtectionVerdict& verdict) { followVerdict(verdict); });
     for (std::size_t i = 0; i < placeholders_.size(); ++i) {
@@ -73,6 +69,11 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         uiShell_ = ui.get();
         QWidget* backupBody = uiShell_->menuWindow().sectionBody(MenuSection::backup);
         backupBody->layout()->addWidget(new BackupSection(backup_.model(), backupBody));
+        QWidget* cleanersBody = uiShell_->menuWindow().sectionBody(MenuSection::weeklyCleaners);
+        cleanersBody->layout()->addWidget(new CleanersSection(
+            {standardStore_, cleaners_.developer(), cleaners_.browsers(), mainExecutor_,
+             cleaners_.worker(), cleaners_.folders(), CleanerStack::kXcodeInstalled},
+            cleanersBody));
         shell_ = std::move(ui);
     } else {
         shell_ = std::make_unique<HeadlessShell>(log_);
@@ -91,8 +92,9 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         staleWidgetCheck_,
         [this] { return makePreferencesFile(); },
         AppServices{service(0), service(1), protectionRefresh_, backupMonitoring_, service(2),
-                    service(3), service(4), service(5), service(6), service(7), service(8)},
-        service(9),
+                    cleaners_.browsers(), cleaners_.developer(), service(3), service(4), service(5),
+                    service(6)},
+        service(7),
         *shell_,
         menu_,
         log_,

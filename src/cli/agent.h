@@ -12,6 +12,7 @@
 #include "app/settings/settings_store.h"
 #include "app/stale_widget_check.h"
 #include "cli/backup_stack.h"
+#include "cli/cleaner_stack.h"
 #include "menu/menu_bar_state.h"
 #include "platform/linux/freedesktop_notifications.h"
 #include "platform/linux/linux_widget_host.h"
@@ -71,9 +72,10 @@ private:
     BackupStack backup_;
     ProtectionRefresh protectionRefresh_;
     BackupMonitoring backupMonitoring_;
+    CleanerStack cleaners_;
     Signal<>::Connection settingsRead_;
     Signal<ProtectionVerdict>::Connection verdictFollower_;
-    std::array<std::unique_ptr<PlaceholderService>, 10> placeholders_;
+    std::array<std::unique_ptr<PlaceholderService>, 8> placeholders_;
     UiShell* uiShell_ = nullptr;
     std::unique_ptr<AppShell> shell_;
     std::unique_ptr<AppDelegate> delegate_;

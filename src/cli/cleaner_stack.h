@@ -5,6 +5,7 @@
 #include "app/settings/settings_store.h"
 #include "cleaners/browser_cache_reclaimer.h"
 #include "cleaners/maintenance_cleaner.h"
+#include "platform/demo/demo_caches.h"
 #include "platform/linux/gio_trash.h"
 #include "platform/linux/proc_running_processes.h"
 #include "platform/locations.h"
@@ -17,8 +18,10 @@ namespace kestrow {
 // the command line follows exactly the menu's rules.
 class CleanerStack {
 public:
+    // With `demo`, the cleaners work on the demo's pretend home and Trash inside `demoFolder`.
     CleanerStack(Clock& clock, Executor& mainExecutor, SettingsStore& standardStore,
-                 UserLocations folders, Logger log);
+                 UserLocations folders, Logger log, bool demo = false,
+                 const std::filesystem::path& demoFolder = {});
     ~CleanerStack();
     CleanerStack(const CleanerStack&) = delete;
     CleanerStack& operator=(const CleanerStack&) = delete;
@@ -33,7 +36,9 @@ public:
 
 private:
     UserLocations folders_;
-    GioTrash trash_;
+    GioTrash gioTrash_;
+    std::unique_ptr<DemoCaches> demoCaches_;
+    Trash* trash_ = &gioTrash_;
     ProcRunningProcesses processes_;
     SerialQueue worker_{"Cleaner passes"};
     std::unique_ptr<BrowserCacheReclaimer> browsers_;

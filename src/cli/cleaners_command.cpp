@@ -8,13 +8,10 @@
 #include <memory>
 
 #include "app/settings/preference_accessors.h"
-#include "cleaners/browser_cache_targets.h"
-#include "cleaners/developer_cleaners.h"
-#include "cleaners/free_up_summary.h"
 #include "cli/cleaner_stack.h"
+#include "menu/cleaner_rows.h"
 #include "platform/linux/qt_main_executor.h"
 #include "platform/linux/system_clock.h"
-#include "support/byte_count_format.h"
 #include "support/iso_date.h"
 
 namespace kestrow {
@@ -48,50 +45,41 @@ std::unique_ptr<QCoreApplication> ensureApplication() {
     return std::make_unique<QCoreApplication>(argc, argv);
 }
 
+Json dateOrNull(const std::optional<WallTime>& date) {
+    return date ? Json(formatIsoDate(*date)) : Json(nullptr);
+}
+
+template <typename T>
+Json orNull(const std::optional<T>& value) {
+    return value ? Json(*value) : Json(nullptr);
+}
+
 Json developerRows(SettingsStore& standard, const UserLocations& folders) {
-    const StandardSettings settings(standard);
-    const auto lastRuns = settings.maintenanceLastRuns();
-    const auto lastFreed = settings.maintenanceLastFreed();
-    const auto available = DeveloperCleaners::availableIDs(CleanerStack::kXcodeInstalled, folders);
     Json rows = Json::array();
-    for (const auto& id : DeveloperCleaners::ids()) {
-        const auto run = lastRuns.find(id);
-        const auto freed = lastFreed.find(id);
-        const std::optional<WallTime> lastRun =
-            run != lastRuns.end() ? std::optional(run->second) : std::nullopt;
-        const auto caption =
-            CleanerCaption::lastPass(freed != lastFreed.end() ? freed->second : 0, lastRun);
-        rows.push_back(
-            {{"id", id},
-             {"name", DeveloperCleaners::name(id)},
-             {"title", DeveloperCleaners::title(id)},
-             {"enabled", settings.maintenanceEnabled(id)},
-             {"available", available.contains(id)},
-             {"lastRun", lastRun ? Json(formatIsoDate(*lastRun)) : Json(nullptr)},
-             {"lastFreed", freed != lastFreed.end() ? Json(freed->second) : Json(nullptr)},
-             {"caption", caption ? Json(caption->caption) : Json(nullptr)},
-             {"help", caption && caption->help ? Json(*caption->help) : Json(nullptr)}});
+    for (const auto& row :
+         CleanerRows::developer(standard, folders, CleanerStack::kXcodeInstalled)) {
+        rows.push_back({{"id", row.id},
+                        {"name", row.name},
+                        {"title", row.title},
+                        {"enabled", row.enabled},
+                        {"available", row.available},
+                        {"lastRun", dateOrNull(row.lastRun)},
+                        {"lastFreed", orNull(row.lastFreed)},
+                        {"caption", orNull(row.caption)},
+                        {"help", orNull(row.help)}});
     }
     return rows;
 }
 
 Json browserRow(SettingsStore& standard) {
-    const StandardSettings settings(standard);
+    const auto row = CleanerRows::browsers(standard);
     Json lastRuns = Json::object();
-    for (const auto& [id, date] : settings.browserReclaimLastRuns())
+    for (const auto& [id, date] : StandardSettings(standard).browserReclaimLastRuns())
         lastRuns[id] = formatIsoDate(date);
-    const auto blocked = settings.browserReclaimBlocked();
-    const auto caption = BrowserCacheTargets::accessCaption(blocked);
-    return {{"enabled", BrowserReclaimPreference::enabled(standard)},
+    return {{"enabled", row.enabled},
             {"lastRuns", std::move(lastRuns)},
-            {"blocked", blocked},
-            {"accessCaption", caption ? Json(*caption) : Json(nullptr)}};
-}
-
-std::string estimateLine(bool anyOn, std::int64_t bytes) {
-    if (!anyOn) return "Turn on a cleaner in Weekly cleaners";
-    if (bytes < 1) return "Your cleaners have nothing to free now";
-    return formatByteCount(bytes) + " from your cleaners";
+            {"blocked", row.blocked},
+            {"accessCaption", orNull(row.accessCaption)}};
 }
 
 }  // namespace
@@ -118,7 +106,7 @@ int runCleanersCommand(const CommandContext& context) {
     }
     const auto& browsers = document["browsers"];
     context.out << (browsers["enabled"].get<bool>() ? "[on]  " : "[off] ")
-                << "Clear browser caches weekly\n";
+                << CleanerRows::kBrowserTitle << "\n";
     if (!browsers["accessCaption"].is_null())
         context.out << "      " << browsers["accessCaption"].get<std::string>() << "\n";
     return kExitDone;
@@ -146,7 +134,7 @@ int runCleanCommand(const CommandContext& context) {
         if (json) {
             context.out << Json({{"estimateBytes", bytes}}).dump(2) << "\n";
         } else {
-            context.out << estimateLine(!ids.empty() || browsers, bytes) << "\n";
+            context.out << CleanerRows::estimateLine(!ids.empty() || browsers, bytes) << "\n";
         }
         return kExitDone;
     }

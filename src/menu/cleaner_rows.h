@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/settings/settings_store.h"
+#include "platform/locations.h"
+#include "support/clock.h"
+
+namespace kestrow {
+
+// The "Weekly cleaners" rows as the menu and `kestrow cleaners` show them, from the settings.
+struct CleanerRows {
+    struct Developer {
+        std::string id;
+        std::string name;
+        std::string title;
+        bool enabled = false;
+        bool available = false;
+        std::optional<WallTime> lastRun;
+        std::optional<std::int64_t> lastFreed;
+        std::optional<std::string> caption;
+        std::optional<std::string> help;
+    };
+    struct Browsers {
+        bool enabled = false;
+        std::optional<WallTime> lastRun;  // the newest of the browsers' passes
+        std::int64_t lastFreed = 0;       // what the browsers' last passes freed together
+        std::vector<std::string> blocked;
+        std::optional<std::string> caption;
+        std::optional<std::string> help;
+        std::optional<std::string> accessCaption;
+    };
+
+    static constexpr const char* kBrowserTitle = "Clear browser caches weekly";
+    static constexpr const char* kFreeUpHelp = "Run every cleaner turned on in Weekly cleaners";
+
+    // Every developer cleaner in table order; the menu shows the available or enabled ones.
+    static std::vector<Developer> developer(SettingsStore& standard, const UserLocations& folders,
+                                            bool xcodeInstalled);
+    static Browsers browsers(SettingsStore& standard);
+    // The line above the free-up button; nothing measured yet reads as measuring.
+    static std::string estimateLine(bool anyCleanerOn, std::optional<std::int64_t> bytes);
+};
+
+}  // namespace kestrow
