@@ -5,6 +5,12 @@
 
 #include "cli/agent_command.h"
 #include "cli/cleaners_command.h"
+#include "cli/drive_health_command.h"
+#include "cli/duplicates_command.h"
+#include "cli/hogs_command.h"
+#include "cli/sizes_command.h"
+#include "cli/startup_items_command.h"
+#include "cli/unused_apps_command.h"
 #include "cli/settings_command.h"
 #include "cli/status_command.h"
 
@@ -17,6 +23,13 @@ const char* const kUsage =
     "       kestrow cleaners [--json]         the weekly cleaners and their last passes\n"
     "       kestrow clean [--estimate] [--json]  move what the cleaners that are on take to the "
     "Trash\n"
+    "       kestrow hogs [--json] [--scan]    folders growing fast, and when the disk is full\n"
+    "       kestrow sizes [--min-size BYTES] [--json] DIR...  large folders, allocated sizes\n"
+    "       kestrow duplicates [--json] [DIR...]  files of 1 MB or more with identical content\n"
+    "       kestrow duplicates --trash PATH...    move those copies to the Trash\n"
+    "       kestrow drive-health [--json]     SMART status of this machine's and the backup disk\n"
+    "       kestrow unused-apps [--json]      applications not opened for 180 days\n"
+    "       kestrow startup-items [--json]    what starts with the session or the system\n"
     "       kestrow settings [--json]         every setting with its effective value\n"
     "       kestrow settings set KEY VALUE    store one setting in its own type\n"
     "       kestrow settings unset KEY        remove one setting\n"
@@ -47,6 +60,12 @@ int runCommandLine(int argc, char** argv) {
     if (command == "status") return runStatusCommand(context);
     if (command == "cleaners") return runCleanersCommand(context);
     if (command == "clean") return runCleanCommand(context);
+    if (command == "hogs") return runHogsCommand(context);
+    if (command == "sizes") return runSizesCommand(context);
+    if (command == "duplicates") return runDuplicatesCommand(context);
+    if (command == "drive-health") return runDriveHealthCommand(context);
+    if (command == "unused-apps") return runUnusedAppsCommand(context);
+    if (command == "startup-items") return runStartupItemsCommand(context);
     std::cerr << "kestrow: unknown command '" << command << "'\n" << kUsage;
     return kExitUsage;
 }

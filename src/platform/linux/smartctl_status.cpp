@@ -1,0 +1,232 @@
+#include "platform/linux/smartctl_status.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QEventLoop>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <sstream>
+#include <utility>
+
+#include "platform/linux/tool_process.h"
+#include "support/atomic_file.h"
+
+namespace kestrow {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+// mountinfo escapes blanks, tabs, newlines and backslashes in paths as three octal digits.
+std::string unescape(const std::string& field) {
+    const auto octal = [](char c) { return c >= '0' && c <= '7'; };
+    std::string out;
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        if (field[i] == '\\' && i + 3 < field.size() && octal(field[i + 1]) &&
+            octal(field[i + 2]) && octal(field[i + 3])) {
+            out.push_back(static_cast<char>((field[i + 1] - '0') * 64 + (field[i + 2] - '0') * 8 +
+                                            (field[i + 3] - '0')));
+            i += 3;
+        } else {
+            out.push_back(field[i]);
+        }
+    }
+    return out;
+}
+
+std::string lowercase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+std::string trimmed(std::string text) {
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.pop_back();
+    return text;
+}
+
+// What an NVMe disk's critical-warning bits say, in words.
+std::string nvmeWarnings(const Json& status) {
+    const auto nvme = status.find("nvme");
+    if (nvme == status.end() || !nvme->is_object()) return {};
+    const auto value = nvme->find("value");
+    if (value == nvme->end() || !value->is_number_unsigned()) return {};
+    const auto bits = value->get<std::uint64_t>();
+    static const std::pair<std::uint64_t, const char*> kWarnings[] = {
+        {0x01, "spare capacity low"},   {0x02, "temperature out of range"},
+        {0x04, "reliability degraded"}, {0x08, "read-only"},
+        {0x10, "backup power failed"},
+    };
+    std::string words;
+    for (const auto& [bit, text] : kWarnings) {
+        if ((bits & bit) == 0) continue;
+        if (!words.empty()) words += ", ";
+        words += text;
+    }
+    return words;
+}
+
+}  // namespace
+
+SmartctlStatus::SmartctlStatus(std::string program, double timeLimitSeconds)
+    : SmartctlStatus(std::move(program), timeLimitSeconds, Roots{}) {}
+
+SmartctlStatus::SmartctlStatus(std::string program, double timeLimitSeconds, Roots roots)
+    : program_(std::move(program)), timeLimitSeconds_(timeLimitSeconds), roots_(std::move(roots)) {}
+
+std::string SmartctlStatus::program(const EnvironmentLookup& environment) {
+    if (environment) {
+        if (auto chosen = environment("KESTROW_SMARTCTL"); chosen && !chosen->empty())
+            return std::move(*chosen);
+    }
+    return "smartctl";
+}
+
+SmartStatus::Text SmartctlStatus::verdict(std::string_view json) {
+    const Json document = Json::parse(json, nullptr, false);
+    if (document.is_discarded() || !document.is_object()) return std::nullopt;
+    if (const auto support = document.find("smart_support");
+        support != document.end() && support->is_object()) {
+        const auto available = support->find("available");
+        if (available != support->end() && available->is_boolean() && !available->get<bool>())
+            return "Not Supported";
+    }
+    const auto status = document.find("smart_status");
+    if (status == document.end()) return "Not Supported";
+    if (!status->is_object()) return std::nullopt;
+    const auto passed = status->find("passed");
+    if (passed == status->end() || !passed->is_boolean()) return std::nullopt;
+    if (passed->get<bool>()) return "Verified";
+    const std::string warnings = nvmeWarnings(*status);
+    return warnings.empty() ? "Failing" : "Failing: " + warnings;
+}
+
+SmartStatus::Text SmartctlStatus::bootDisk() {
+    const auto table = mounts();
+    // A later mount on the same point hides the earlier one.
+    const auto root = std::find_if(table.rbegin(), table.rend(),
+                                   [](const Mount& mount) { return mount.mountPoint == "/"; });
+    if (root == table.rend()) return std::nullopt;
+    const auto disk = diskOf(*root);
+    if (!disk) return std::nullopt;
+    return ask(*disk);
+}
+
+SmartStatus::BackupDisk SmartctlStatus::backupDisk(const Destination& destination) {
+    const auto table = mounts();
+    std::optional<Mount> found;
+    if (!destination.volumeName.empty()) {
+        for (const Mount& mount : table) {
+            if (fs::path(mount.mountPoint).filename() == destination.volumeName) {
+                found = mount;
+                break;
+            }
+        }
+    }
+    for (const std::string& uuid :
+         destination.destinationUUIDs.value_or(std::vector<std::string>{})) {
+        if (found) break;
+        found = mountWithUuid(table, uuid);
+    }
+    if (!found) return {false, std::nullopt};
+    const auto disk = diskOf(*found);
+    return {true, disk ? ask(*disk) : std::nullopt};
+}
+
+std::vector<SmartctlStatus::Mount> SmartctlStatus::mounts() const {
+    std::vector<Mount> table;
+    const auto text = readFile(roots_.mountInfo);
+    if (!text) return table;
+    std::istringstream lines(*text);
+    std::string line;
+    while (std::getline(lines, line)) {
+        std::istringstream fields(line);
+        std::string id, parent, device, root, mountPoint, field;
+        if (!(fields >> id >> parent >> device >> root >> mountPoint)) continue;
+        // Optional fields run up to a lone "-"; the file system type and the source follow.
+        while (fields >> field && field != "-") {
+        }
+        std::string type, source;
+        fields >> type >> source;
+        table.push_back({device, unescape(mountPoint), unescape(source)});
+    }
+    return table;
+}
+
+std::optional<std::string> SmartctlStatus::diskOf(const Mount& mount) const {
+    std::error_code error;
+    fs::path node = roots_.sys / "dev/block" / mount.device;
+    if (!fs::exists(node, error)) {
+        // btrfs and the like show a device number of their own; their source names the device.
+        if (!mount.source.starts_with("/dev/")) return std::nullopt;
+        const fs::path device = fs::canonical(roots_.dev / mount.source.substr(5), error);
+        if (error) return std::nullopt;
+        node = roots_.sys / "class/block" / device.filename();
+        if (!fs::exists(node, error)) return std::nullopt;
+    }
+    return diskOfNode(node, 0);
+}
+
+std::optional<std::string> SmartctlStatus::diskOfNode(const fs::path& node, int depth) const {
+    std::error_code error;
+    const fs::path real = fs::canonical(node, error);
+    if (error || real.filename().empty()) return std::nullopt;
+    // Device mapper (encryption, LVM) and software RAID sit on other block devices.
+    std::vector<fs::path> below;
+    for (fs::directory_iterator it(real / "slaves", error);
+         !error && it != fs::directory_iterator(); it.increment(error))
+        below.push_back(it->path());
+    if (!below.empty() && depth < 8) {
+        std::sort(below.begin(), below.end());
+        return diskOfNode(below.front(), depth + 1);
+    }
+    if (fs::exists(real / "partition", error)) return real.parent_path().filename().string();
+    return real.filename().string();
+}
+
+std::optional<SmartctlStatus::Mount> SmartctlStatus::mountWithUuid(const std::vector<Mount>& table,
+                                                                   const std::string& uuid) const {
+    std::error_code error;
+    const std::string wanted = lowercase(uuid);
+    for (fs::directory_iterator it(roots_.dev / "disk/by-uuid", error);
+         !error && it != fs::directory_iterator(); it.increment(error)) {
+        if (lowercase(it->path().filename().string()) != wanted) continue;
+        std::error_code resolveError;
+        const fs::path device = fs::canonical(it->path(), resolveError);
+        if (resolveError) return std::nullopt;
+        const auto number = readFile(roots_.sys / "class/block" / device.filename() / "dev");
+        if (!number) return std::nullopt;
+        const std::string majorMinor = trimmed(*number);
+        const auto mount = std::find_if(table.begin(), table.end(),
+                                        [&](const Mount& m) { return m.device == majorMinor; });
+        if (mount == table.end()) return std::nullopt;
+        return *mount;
+    }
+    return std::nullopt;
+}
+
+SmartStatus::Text SmartctlStatus::ask(const std::string& disk) const {
+    const std::string device = (roots_.dev / disk).string();
+    std::optional<ToolResult> result;
+    {
+        QEventLoop loop;
+        QObject runs;
+        ToolProcess::run(
+            program_, {"-j", "-H", "-i", device}, timeLimitSeconds_,
+            [&](ToolResult answer) {
+                result = std::move(answer);
+                loop.quit();
+            },
+            &runs);
+        loop.exec();
+    }
+    // The run deletes itself later; on a worker thread no later event loop would see to it.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    if (!result || result->ending != ToolResult::Ending::exited) return std::nullopt;
+    return verdict(result->standardOutput);
+}
+
+}  // namespace kestrow
