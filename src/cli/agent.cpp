@@ -11,6 +11,8 @@
 #include "app/start_at_launch.h"
 #include "ui/backup_section.h"
 #include "ui/cleaners_section.h"
+#include "ui/disk_section.h"
+#include "ui/duplicates_window.h"
 #include "ui/menu_window.h"
 #include "ui/ui_shell.h"
 
@@ -56,7 +58,9 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
       protectionRefresh_(backup_.model(), mainExecutor_),
       backupMonitoring_(backup_.model()),
       cleaners_(clock_, mainExecutor_, standardStore_, locations_, log_, options_.demo,
-                locations_.demoFolder()) {
+                locations_.demoFolder()),
+      insights_(clock_, mainExecutor_, standardStore_, cleaners_.folders(), environment_,
+                backup_.model(), log_) {
     verdictFollower_ = backup_.model().verdict.observe(
         [this](const ProtectionVerdict& verdict) { followVerdict(verdict); });
     for (std::size_t i = 0; i < placeholders_.size(); ++i) {
@@ -74,6 +78,11 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
             {standardStore_, cleaners_.developer(), cleaners_.browsers(), mainExecutor_,
              cleaners_.worker(), cleaners_.folders(), CleanerStack::kXcodeInstalled},
             cleanersBody));
+        QWidget* diskBody = uiShell_->menuWindow().sectionBody(MenuSection::disk);
+        diskBody->layout()->addWidget(new DiskSection(
+            {standardStore_, insights_.hogWatch(), insights_.driveHealth(), mainExecutor_,
+             insights_.worker(), insights_.folders(), environment_, [this] { showDuplicates(); }},
+            diskBody));
         shell_ = std::move(ui);
     } else {
         shell_ = std::make_unique<HeadlessShell>(log_);
@@ -119,6 +128,16 @@ void Agent::followVerdict(const ProtectionVerdict& verdict) {
 
 void Agent::showMenuWhenNoTray() {
     if (uiShell_ != nullptr && !uiShell_->hasTray()) uiShell_->showMenuWindow();
+}
+
+void Agent::showDuplicates() {
+    if (!duplicatesWindow_) {
+        duplicatesWindow_ = std::make_unique<DuplicatesWindow>(insights_.duplicates());
+        duplicatesWindow_->setWindowTitle(QStringLiteral("Duplicates — Kestrow"));
+    }
+    duplicatesWindow_->show();
+    duplicatesWindow_->raise();
+    duplicatesWindow_->activateWindow();
 }
 
 FirstRunFacts Agent::firstRunFacts() const {

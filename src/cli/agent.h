@@ -13,6 +13,7 @@
 #include "app/stale_widget_check.h"
 #include "cli/backup_stack.h"
 #include "cli/cleaner_stack.h"
+#include "cli/insights_stack.h"
 #include "menu/menu_bar_state.h"
 #include "platform/linux/freedesktop_notifications.h"
 #include "platform/linux/linux_widget_host.h"
@@ -52,6 +53,7 @@ public:
 private:
     std::unique_ptr<PreferencesFileHandle> makePreferencesFile();
     void followVerdict(const ProtectionVerdict& verdict);
+    void showDuplicates();
     FirstRunFacts firstRunFacts() const;
     void perform(StepAction action);
 
@@ -73,10 +75,12 @@ private:
     ProtectionRefresh protectionRefresh_;
     BackupMonitoring backupMonitoring_;
     CleanerStack cleaners_;
+    InsightsStack insights_;
     Signal<>::Connection settingsRead_;
     Signal<ProtectionVerdict>::Connection verdictFollower_;
-    std::array<std::unique_ptr<PlaceholderService>, 8> placeholders_;
+    std::array<std::unique_ptr<PlaceholderService>, 6> placeholders_;
     UiShell* uiShell_ = nullptr;
+    std::unique_ptr<QWidget> duplicatesWindow_;
     std::unique_ptr<AppShell> shell_;
     std::unique_ptr<AppDelegate> delegate_;
     bool accessAsked_ = false;

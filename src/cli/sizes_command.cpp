@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <set>
+#include <unordered_set>
 
 #include "insights/tree_walk.h"
 
@@ -96,25 +96,28 @@ bool postOrder(std::string_view a, std::string_view b) {
     }
 }
 
+using Folder = std::map<std::string, std::int64_t>::value_type;
+
 // The folders in du's order: root by root as given, each root's subtree in post-order.
-std::vector<std::pair<std::string, std::int64_t>> ordered(
-    const std::vector<std::string>& roots, const std::map<std::string, std::int64_t>& sizes) {
-    std::vector<std::pair<std::string, std::int64_t>> result;
-    std::set<std::string> listed;
+std::vector<const Folder*> ordered(const std::vector<std::string>& roots,
+                                   const std::map<std::string, std::int64_t>& sizes) {
+    std::vector<const Folder*> result;
+    std::unordered_set<const Folder*> listed;                       // roots may overlap
+    std::vector<std::pair<std::string_view, const Folder*>> below;  // relative path, folder
     for (const std::string& root : roots) {
         const std::string prefix = root.ends_with('/') ? root : root + "/";
-        std::vector<std::pair<std::string_view, const std::string*>> below;  // relative, full
+        below.clear();
         for (auto it = sizes.lower_bound(prefix); it != sizes.end(); ++it) {
             if (!it->first.starts_with(prefix)) break;
-            below.emplace_back(std::string_view(it->first).substr(prefix.size()), &it->first);
+            below.emplace_back(std::string_view(it->first).substr(prefix.size()), &*it);
         }
         std::sort(below.begin(), below.end(),
                   [](const auto& a, const auto& b) { return postOrder(a.first, b.first); });
-        const auto add = [&](const std::string& path) {
-            if (listed.insert(path).second) result.emplace_back(path, sizes.at(path));
-        };
-        for (const auto& entry : below) add(*entry.second);
-        if (sizes.contains(root)) add(root);
+        for (const auto& entry : below) {
+            if (listed.insert(entry.second).second) result.push_back(entry.second);
+        }
+        const auto self = sizes.find(root);
+        if (self != sizes.end() && listed.insert(&*self).second) result.push_back(&*self);
     }
     return result;
 }
@@ -137,7 +140,7 @@ int runSizesCommand(const CommandContext& context) {
 
     if (arguments->json) {
         nlohmann::ordered_json sizes = nlohmann::ordered_json::object();
-        for (const auto& [path, bytes] : folders) sizes[path] = bytes;
+        for (const Folder* folder : folders) sizes[folder->first] = folder->second;
         const nlohmann::ordered_json document = {{"sizes", std::move(sizes)},
                                                  {"skipped", walked.skipped}};
         // A name that is not UTF-8 cannot be said exactly in JSON; it keeps its readable part.
@@ -145,10 +148,10 @@ int runSizesCommand(const CommandContext& context) {
                     << "\n";
     } else {
         std::string text;
-        for (const auto& [path, bytes] : folders) {
-            text += std::to_string(bytes);
+        for (const Folder* folder : folders) {
+            text += std::to_string(folder->second);
             text += '\t';
-            text += path;
+            text += folder->first;
             text += '\n';
         }
         context.out << text;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <numeric>
 #include <span>
+#include <system_error>
 #include <thread>
 #include <unordered_set>
 
@@ -48,7 +49,14 @@ Digests hashAll(const std::vector<DuplicateFile>& files, std::optional<std::int6
     const unsigned threads = threadCount(requestedThreads, files.size());
     {
         std::vector<std::jthread> helpers;
-        for (unsigned t = 1; t < threads; ++t) helpers.emplace_back(work);
+        for (unsigned t = 1; t < threads; ++t) {
+            // Without another thread the calling one still hashes everything, only slower.
+            try {
+                helpers.emplace_back(work);
+            } catch (const std::system_error&) {
+                break;
+            }
+        }
         work();
     }
     return digests;
