@@ -7,8 +7,10 @@
 #   bench/sizes_bench.sh            build, generate the tree if missing, check, bench
 #
 # Environment (all optional):
-#   SHARED_BENCH=/work/shared/bench   where make_tree.py, sizes.sh and check_sizes.py live
+#   BENCH=../shared/bench             where make_tree.py, sizes.sh and check_sizes.py live
+#                                     (beside the checkout; else /work/shared/bench)
 #   BENCH_TREES=/tmp/benchtrees       where the tree is generated (once; reused after that)
+#   KESTROW_BIN                       the binary to time; unset: a Release build made in BUILD
 #   BUILD=build/release               the release build folder (configured if missing)
 #   TOOLS="du gdu pyref kestrow"      RUNS=5  MIN_SIZE=10000000  COLD=auto|0|1
 #   RESULTS=/tmp/kestrow-bench/sizes-DATE   the results folder (summary.md holds the table)
@@ -16,7 +18,7 @@ set -euo pipefail
 
 HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 ROOT="$(cd "$HERE/.." && pwd)"
-SHARED_BENCH="${SHARED_BENCH:-/work/shared/bench}"
+BENCH="${BENCH:-$(cd "$ROOT/../shared/bench" 2>/dev/null && pwd || echo /work/shared/bench)}"
 BENCH_TREES="${BENCH_TREES:-/tmp/benchtrees}"
 BUILD="${BUILD:-$ROOT/build/release}"
 TREE="$BENCH_TREES/meta"
@@ -26,7 +28,7 @@ export RESULTS="${RESULTS:-${TMPDIR:-/tmp}/kestrow-bench/sizes-$(date +%Y%m%d-%H
 say() { echo "sizes_bench: $*" >&2; }
 
 for script in make_tree.py sizes.sh check_sizes.py; do
-    [ -f "$SHARED_BENCH/$script" ] || { say "$SHARED_BENCH/$script is missing"; exit 2; }
+    [ -f "$BENCH/$script" ] || { say "$BENCH/$script is missing"; exit 2; }
 done
 
 # The peers and the timer, from the distribution when we may install.
@@ -42,20 +44,23 @@ if [ -n "$missing" ]; then
     fi
 fi
 
-if [ ! -f "$BUILD/CMakeCache.txt" ]; then
-    cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKESTROW_BUILD_TESTS=OFF
+if [ -z "${KESTROW_BIN:-}" ]; then
+    if [ ! -f "$BUILD/CMakeCache.txt" ]; then
+        cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKESTROW_BUILD_TESTS=OFF
+    fi
+    cmake --build "$BUILD" --target kestrow
+    KESTROW_BIN="$BUILD/src/kestrow"
 fi
-cmake --build "$BUILD" --target kestrow
-export KESTROW_BIN="$BUILD/src/kestrow"
+export KESTROW_BIN
 
 if [ ! -d "$TREE" ]; then
     say "generating $TREE (a minute or so)"
-    python3 "$SHARED_BENCH/make_tree.py" meta "$TREE" --quiet
+    python3 "$BENCH/make_tree.py" meta "$TREE" --quiet
 fi
 
 mkdir -p "$RESULTS"
 status=0
-"$SHARED_BENCH/sizes.sh" check "$TREE" $TOOLS || { say "a tool's totals differ from the reference"; status=1; }
-"$SHARED_BENCH/sizes.sh" bench "$TREE" $TOOLS
+"$BENCH/sizes.sh" check "$TREE" $TOOLS || { say "a tool's totals differ from the reference"; status=1; }
+"$BENCH/sizes.sh" bench "$TREE" $TOOLS
 say "table in $RESULTS/summary.md"
 exit $status
