@@ -20,9 +20,9 @@ namespace kestrow {
 namespace {
 
 // The services still to be built; each logs once at start that it is not there yet.
-constexpr std::array<const char*, 8> kServiceNames{
-    "Share monitoring", "VPN monitor",  "Nightly backup", "Keep awake",
-    "Caffeine",         "Drive health", "Hog watch",      "Wake observer"};
+constexpr std::array<const char*, 6> kServiceNames{"Share monitoring", "VPN monitor",
+                                                   "Nightly backup",   "Keep awake",
+                                                   "Caffeine",         "Wake observer"};
 
 const char* const kWidgetInstructions =
     "Kestrow keeps its latest backup verdict in its shared settings and announces each change on "
@@ -63,6 +63,7 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
                 backup_.model(), log_) {
     verdictFollower_ = backup_.model().verdict.observe(
         [this](const ProtectionVerdict& verdict) { followVerdict(verdict); });
+    static_assert(kServiceNames.size() == kPlaceholderCount);
     for (std::size_t i = 0; i < placeholders_.size(); ++i) {
         placeholders_[i] = std::make_unique<PlaceholderService>(kServiceNames[i], log_);
     }

@@ -78,7 +78,8 @@ private:
     InsightsStack insights_;
     Signal<>::Connection settingsRead_;
     Signal<ProtectionVerdict>::Connection verdictFollower_;
-    std::array<std::unique_ptr<PlaceholderService>, 6> placeholders_;
+    static constexpr std::size_t kPlaceholderCount = 6;  // the services not built yet
+    std::array<std::unique_ptr<PlaceholderService>, kPlaceholderCount> placeholders_;
     UiShell* uiShell_ = nullptr;
     std::unique_ptr<QWidget> duplicatesWindow_;
     std::unique_ptr<AppShell> shell_;
