@@ -10,6 +10,8 @@
 namespace kestrow {
 
 DuplicatesModel::DuplicatesModel(Services services) : s_(std::move(services)) {
+    // What is in the Trash is on its way out already: never a copy to keep or propose.
+    s_.finder.skipFolders.push_back(s_.locations.dataHome / "Trash");
     snapshotPresent.set(s_.snapshotPresent);
     extraFolders.set(StandardSettings(s_.standard).duplicateFinderFolders());
 }

@@ -293,6 +293,9 @@ TEST(DuplicatesModel, ScansProposesMovesAndKeepsTheExtraFolders) {
     model.addFolder(disk.root.path().string());
     EXPECT_EQ(StandardSettings(standard).duplicateFinderFolders(),
               std::vector<std::string>{disk.root.path().string()});
+    // A copy already in the home's Trash is neither kept nor proposed.
+    fs::create_directories(disk.root / ".local/share/Trash/files");
+    fs::copy_file(disk / "Documents/a", disk.root / ".local/share/Trash/files/a");
     model.scan();
     EXPECT_TRUE(model.scanning.get());
     scheduler.runPending();
