@@ -20,9 +20,8 @@ namespace kestrow {
 namespace {
 
 // The services still to be built; each logs once at start that it is not there yet.
-constexpr std::array<const char*, 6> kServiceNames{"Share monitoring", "VPN monitor",
-                                                   "Nightly backup",   "Keep awake",
-                                                   "Caffeine",         "Wake observer"};
+constexpr std::array<const char*, 6> kServiceNames{
+    "Share monitoring", "VPN monitor", "Nightly backup", "Keep awake", "Caffeine", "Wake observer"};
 
 const char* const kWidgetInstructions =
     "Kestrow keeps its latest backup verdict in its shared settings and announces each change on "

@@ -8,11 +8,11 @@
 #include "cli/drive_health_command.h"
 #include "cli/duplicates_command.h"
 #include "cli/hogs_command.h"
+#include "cli/settings_command.h"
 #include "cli/sizes_command.h"
 #include "cli/startup_items_command.h"
-#include "cli/unused_apps_command.h"
-#include "cli/settings_command.h"
 #include "cli/status_command.h"
+#include "cli/unused_apps_command.h"
 
 namespace kestrow {
 namespace {

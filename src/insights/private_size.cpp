@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <vector>
 
 #ifdef __linux__
@@ -33,7 +34,7 @@ std::optional<std::int64_t> unsharedExtentBytes(int fd) {
     std::uint64_t start = 0;
     std::int64_t total = 0;
     for (;;) {
-        *map = fiemap{};
+        std::memset(map, 0, sizeof(fiemap));
         map->fm_start = start;
         map->fm_length = FIEMAP_MAX_OFFSET - start;
         // No FIEMAP_FLAG_SYNC: it would write the file out first. Blocks not yet allocated show as

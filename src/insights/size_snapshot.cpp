@@ -51,14 +51,13 @@ std::optional<SizeSnapshot> SizeSnapshot::fromJson(std::string_view text) {
     if (object.is_discarded() || !object.is_object()) return std::nullopt;
     const auto date = object.find("date");
     if (date == object.end() || !date->is_number()) return std::nullopt;
-    const double seconds = date->get<double>();
-    // Beyond a few thousand years the clock's representation would overflow.
-    if (!std::isfinite(seconds) || std::fabs(seconds) > 1e11) return std::nullopt;
+    const auto when = checkedFromSecondsSinceReferenceDate(date->get<double>());
+    if (!when) return std::nullopt;
     const auto folders = object.find("sizes");
     if (folders == object.end() || !folders->is_object()) return std::nullopt;
 
     SizeSnapshot snapshot;
-    snapshot.date = fromSecondsSinceReferenceDate(seconds);
+    snapshot.date = *when;
     if (const auto free = object.find("freeBytes"); free != object.end()) {
         snapshot.freeBytes = byteCount(*free);
     }

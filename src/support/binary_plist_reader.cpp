@@ -101,9 +101,9 @@ private:
                 const auto raw = bigEndian(*at + 1, 8);
                 if (marker != 0x33 || !raw) return std::nullopt;
                 const double seconds = std::bit_cast<double>(*raw);
-                // NaN, or further from 2001 than the clock's 64-bit nanoseconds reach.
-                if (!(seconds > -3e9 && seconds < 5e9)) return std::nullopt;
-                return PlistValue(fromSecondsSinceReferenceDate(seconds));
+                const auto date = checkedFromSecondsSinceReferenceDate(seconds);
+                if (!date) return std::nullopt;
+                return PlistValue(*date);
             }
             case 0x4:
             case 0x5: {

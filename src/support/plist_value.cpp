@@ -129,6 +129,11 @@ double secondsSinceReferenceDate(WallTime t) {
            static_cast<double>(kReferenceDateUnixSeconds);
 }
 
+std::optional<WallTime> checkedFromSecondsSinceReferenceDate(double seconds) {
+    if (!(seconds > -3e9 && seconds < 5e9)) return std::nullopt;
+    return fromSecondsSinceReferenceDate(seconds);
+}
+
 WallTime fromSecondsSinceReferenceDate(double seconds) {
     return addSeconds(WallTime{std::chrono::seconds{kReferenceDateUnixSeconds}}, seconds);
 }

@@ -69,5 +69,8 @@ private:
 inline constexpr std::int64_t kReferenceDateUnixSeconds = 978307200;
 double secondsSinceReferenceDate(WallTime t);
 WallTime fromSecondsSinceReferenceDate(double seconds);
+// The same, for seconds read from outside: nothing for NaN or for a date further from 2001 than
+// the clock's 64-bit nanoseconds reach, which would overflow the conversion.
+std::optional<WallTime> checkedFromSecondsSinceReferenceDate(double seconds);
 
 }  // namespace kestrow

@@ -76,11 +76,9 @@ std::vector<WallTime> datesFromJson(const Json& value, const char* key) {
     std::vector<WallTime> dates;
     for (const Json& element : value) {
         const double seconds = as<double>(element, key);
-        // Further from 2001 than the clock's 64-bit nanoseconds reach (the same bounds the
-        // settings file's dates are read within), the value is not a date any clock can hold.
-        if (!(seconds > -3e9 && seconds < 5e9))
-            throw DecodeError{std::string("\"") + key + "\" holds a date out of range"};
-        dates.push_back(fromSecondsSinceReferenceDate(seconds));
+        const auto date = checkedFromSecondsSinceReferenceDate(seconds);
+        if (!date) throw DecodeError{std::string("\"") + key + "\" holds a date out of range"};
+        dates.push_back(*date);
     }
     return dates;
 }
