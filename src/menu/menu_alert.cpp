@@ -1,0 +1,77 @@
+#include "menu/menu_alert.h"
+
+#include <algorithm>
+#include <type_traits>
+
+namespace kestrow {
+namespace {
+
+constexpr std::size_t kCollapsedCount = 2;
+
+}  // namespace
+
+int MenuAlertKind::rank() const {
+    // Deliberately not the order of the cases: a backup that failed for lack of room outranks
+    // the missing schedule, and a fast-growing folder sits between the schedule and low space.
+    return std::visit(
+        [](const auto& kind) {
+            using K = std::decay_t<decltype(kind)>;
+            if constexpr (std::is_same_v<K, SettingsAccess>) return 1;
+            if constexpr (std::is_same_v<K, LocalNetwork>) return 2;
+            if constexpr (std::is_same_v<K, BootDisk>) return 3;
+            if constexpr (std::is_same_v<K, BackupDisk>) return 4;
+            if constexpr (std::is_same_v<K, BackupOutOfSpace>) return 5;
+            if constexpr (std::is_same_v<K, Unscheduled>) return 6;
+            if constexpr (std::is_same_v<K, Hog>) return 7;
+            if constexpr (std::is_same_v<K, Space>) return 8;
+            if constexpr (std::is_same_v<K, Retention>) return 9;
+        },
+        value);
+}
+
+std::string MenuAlertKind::name() const {
+    return std::visit(
+        [](const auto& kind) -> std::string {
+            using K = std::decay_t<decltype(kind)>;
+            if constexpr (std::is_same_v<K, SettingsAccess>) return "settingsAccess";
+            if constexpr (std::is_same_v<K, LocalNetwork>) return "localNetwork";
+            if constexpr (std::is_same_v<K, BootDisk>) return "bootDisk";
+            if constexpr (std::is_same_v<K, BackupDisk>) return "backupDisk";
+            if constexpr (std::is_same_v<K, BackupOutOfSpace>) return "backupOutOfSpace";
+            if constexpr (std::is_same_v<K, Unscheduled>) return "unscheduled";
+            if constexpr (std::is_same_v<K, Hog>) return "hog";
+            if constexpr (std::is_same_v<K, Space>) return "space";
+            if constexpr (std::is_same_v<K, Retention>) return "retention";
+        },
+        value);
+}
+
+std::vector<MenuAlertKind> MenuAlertOrder::ordered(std::vector<MenuAlertKind> kinds) {
+    std::stable_sort(
+        kinds.begin(), kinds.end(),
+        [](const MenuAlertKind& a, const MenuAlertKind& b) { return a.rank() < b.rank(); });
+    return kinds;
+}
+
+MenuAlertOrder::Split MenuAlertOrder::split(std::vector<MenuAlertKind> kinds, bool showAll) {
+    Split result;
+    result.shown = ordered(std::move(kinds));
+    if (!showAll && result.shown.size() > kCollapsedCount) {
+        const auto cut = result.shown.begin() + static_cast<std::ptrdiff_t>(kCollapsedCount);
+        result.hidden.assign(cut, result.shown.end());
+        result.shown.erase(cut, result.shown.end());
+    }
+    return result;
+}
+
+std::optional<std::string> MenuAlertOrder::toggleLabel(const Split& split, bool showAll) {
+    if (!split.hidden.empty()) {
+        const auto count = split.hidden.size();
+        return count == 1 ? std::string("Show 1 more alert")
+                          : "Show " + std::to_string(count) + " more alerts";
+    }
+    if (showAll && split.shown.size() > kCollapsedCount) return std::string("Show fewer alerts");
+    return std::nullopt;
+}
+
+}  // namespace kestrow
