@@ -62,7 +62,9 @@ protected:
 };
 
 TEST_F(CleanCommand, MovesWhatIsOnToTheTrashAndSaysSoExactly) {
-    fill(".npm/_cacache/index-v5", 40'000);
+    // Caches whose tools are unlikely to run beside the tests: other tests start processes named
+    // npm and python, and an owner that runs keeps its cache.
+    fill(".cache/Homebrew/downloads", 40'000);
     fill(".cache/pip/http", 20'000);
     fill(".config/google-chrome/Profile 2/Service Worker/CacheStorage/ab", 30'000);
     fill(".config/google-chrome/Guest Profile/Service Worker/CacheStorage/cd", 30'000);
@@ -72,14 +74,14 @@ TEST_F(CleanCommand, MovesWhatIsOnToTheTrashAndSaysSoExactly) {
     EXPECT_TRUE(trashInfoPaths().empty());
     EXPECT_EQ(run("clean --estimate"), "Turn on a cleaner in Weekly cleaners\n");
 
-    for (const char* key : {"maintenanceEnabled.npm", "browserReclaimEnabled"})
+    for (const char* key : {"maintenanceEnabled.homebrew", "browserReclaimEnabled"})
         ASSERT_EQ(run(std::string("settings set ") + key + " true"), "");
     const auto estimate = json("clean --estimate");
     EXPECT_GE(estimate["estimateBytes"].get<std::int64_t>(), 70'000);
 
     const auto result = json("clean");
     EXPECT_EQ(result["trashedCount"], 2);
-    EXPECT_EQ(result["reclaimed"], nlohmann::json({"npm", "Chrome"}));
+    EXPECT_EQ(result["reclaimed"], nlohmann::json({"Homebrew", "Chrome"}));
     const auto freed = result["freedBytes"].get<std::int64_t>();
     EXPECT_GE(freed, 70'000) << "allocated sizes of both caches";
     EXPECT_EQ(result["summary"],
@@ -88,20 +90,20 @@ TEST_F(CleanCommand, MovesWhatIsOnToTheTrashAndSaysSoExactly) {
     EXPECT_EQ(
         trashInfoPaths(),
         (std::vector<std::string>{
-            (home / ".config/google-chrome/Profile%202/Service%20Worker/CacheStorage").string(),
-            (home / ".npm/_cacache").string()}));
+            (home / ".cache/Homebrew").string(),
+            (home / ".config/google-chrome/Profile%202/Service%20Worker/CacheStorage").string()}));
     EXPECT_TRUE(std::filesystem::exists(home / ".cache/pip/http/blob")) << "pip is off";
     EXPECT_TRUE(std::filesystem::exists(
         home / ".config/google-chrome/Guest Profile/Service Worker/CacheStorage/cd/blob"));
     EXPECT_TRUE(std::filesystem::exists(home / "keep/me/blob"));
 
     const auto rows = json("cleaners");
-    ASSERT_EQ(rows["developer"][1]["id"], "npm");
-    const auto npmFreed = rows["developer"][1]["lastFreed"].get<std::int64_t>();
-    EXPECT_GE(npmFreed, 40'000);
-    EXPECT_LT(npmFreed, freed);
-    EXPECT_EQ(rows["developer"][1]["caption"],
-              "Last: moved " + formatByteCount(npmFreed) + " to the Trash · " +
+    ASSERT_EQ(rows["developer"][3]["id"], "homebrew");
+    const auto brewFreed = rows["developer"][3]["lastFreed"].get<std::int64_t>();
+    EXPECT_GE(brewFreed, 40'000);
+    EXPECT_LT(brewFreed, freed);
+    EXPECT_EQ(rows["developer"][3]["caption"],
+              "Last: moved " + formatByteCount(brewFreed) + " to the Trash · " +
                   CleanerCaption::shortDate(std::chrono::system_clock::now()));
     EXPECT_EQ(rows["browsers"]["accessCaption"], nullptr);
 }
@@ -109,9 +111,9 @@ TEST_F(CleanCommand, MovesWhatIsOnToTheTrashAndSaysSoExactly) {
 // A tool that runs keeps its cache: the cleaner is skipped whole and named, and stays due.
 TEST_F(CleanCommand, ARunningToolKeepsItsCacheWhole) {
     fill(".npm/_cacache/index-v5", 40'000);
-    fill(".cache/pip/http", 20'000);
+    fill(".cache/Homebrew/downloads", 20'000);
     ASSERT_EQ(run("settings set maintenanceEnabled.npm true"), "");
-    ASSERT_EQ(run("settings set maintenanceEnabled.pip true"), "");
+    ASSERT_EQ(run("settings set maintenanceEnabled.homebrew true"), "");
 
     // A process whose name is "npm": a copy of sleep under that name.
     const auto tool = home / "npm";
@@ -127,7 +129,7 @@ TEST_F(CleanCommand, ARunningToolKeepsItsCacheWhole) {
     ::waitpid(pid, nullptr, 0);
 
     EXPECT_EQ(result["skippedRunning"], nlohmann::json({"npm"}));
-    EXPECT_EQ(result["reclaimed"], nlohmann::json({"pip"}));
+    EXPECT_EQ(result["reclaimed"], nlohmann::json({"Homebrew"}));
     EXPECT_EQ(result["summary"].get<std::string>().substr(
                   result["summary"].get<std::string>().find(". ")),
               ". Skipped while running: npm");
