@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-#include "insights/desktop_entry.h"
+#include "support/desktop_entry.h"
 #include "support/atomic_file.h"
 
 namespace kestrow {

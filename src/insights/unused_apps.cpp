@@ -4,7 +4,7 @@
 #include <cctype>
 #include <set>
 
-#include "insights/desktop_entry.h"
+#include "support/desktop_entry.h"
 #include "platform/locations.h"
 #include "support/atomic_file.h"
 #include "support/iso_date.h"

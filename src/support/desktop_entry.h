@@ -9,8 +9,7 @@
 
 namespace kestrow {
 
-// The [Desktop Entry] group of an application's or an autostart entry's file, as far as the
-// insights need it.
+// The [Desktop Entry] group of an application's or an autostart entry's file.
 class DesktopEntry {
 public:
     // Nothing when the text has no [Desktop Entry] group. The first of duplicated keys wins.
@@ -21,8 +20,8 @@ public:
     // The value with its escapes (\s \n \t \r \\) undone.
     std::optional<std::string> value(std::string_view key) const;
     bool isTrue(std::string_view key) const { return value(key) == "true"; }
-    // The program Exec= starts: its first argument, unquoted. Nothing when Exec= is missing,
-    // empty or malformed.
+    // The program Exec= starts: its first argument, unquoted, with "%%" read as "%". Nothing when
+    // Exec= is missing, empty or malformed.
     std::optional<std::string> program() const;
 
 private:

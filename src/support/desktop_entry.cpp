@@ -1,4 +1,4 @@
-#include "insights/desktop_entry.h"
+#include "support/desktop_entry.h"
 
 #include "support/atomic_file.h"
 
@@ -36,6 +36,16 @@ std::string unescapeValue(std::string_view value) {
                 out += value[i];
                 break;
         }
+    }
+    return out;
+}
+
+// A literal percent sign is written twice in Exec=, since a single one starts a field code.
+std::string undoubledPercent(std::string_view text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        out += text[i];
+        if (text[i] == '%' && i + 1 < text.size() && text[i + 1] == '%') ++i;
     }
     return out;
 }
@@ -82,10 +92,11 @@ std::optional<std::string> DesktopEntry::program() const {
     const auto start = line.find_first_not_of(" \t");
     if (start == std::string_view::npos) return std::nullopt;
     const std::string_view rest = line.substr(start);
-    if (rest.front() != '"') return std::string(rest.substr(0, rest.find_first_of(" \t")));
+    if (rest.front() != '"') return undoubledPercent(rest.substr(0, rest.find_first_of(" \t")));
     std::string program;
     for (std::size_t i = 1; i < rest.size(); ++i) {
-        if (rest[i] == '"') return program.empty() ? std::nullopt : std::optional(program);
+        if (rest[i] == '"')
+            return program.empty() ? std::nullopt : std::optional(undoubledPercent(program));
         if (rest[i] == '\\' && i + 1 < rest.size()) ++i;
         program += rest[i];
     }
