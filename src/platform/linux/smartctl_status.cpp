@@ -11,6 +11,7 @@
 #include <sstream>
 #include <utility>
 
+#include "platform/linux/mount_info_field.h"
 #include "platform/linux/tool_process.h"
 #include "support/atomic_file.h"
 
@@ -19,23 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
-
-// mountinfo escapes blanks, tabs, newlines and backslashes in paths as three octal digits.
-std::string unescape(const std::string& field) {
-    const auto octal = [](char c) { return c >= '0' && c <= '7'; };
-    std::string out;
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        if (field[i] == '\\' && i + 3 < field.size() && octal(field[i + 1]) &&
-            octal(field[i + 2]) && octal(field[i + 3])) {
-            out.push_back(static_cast<char>((field[i + 1] - '0') * 64 + (field[i + 2] - '0') * 8 +
-                                            (field[i + 3] - '0')));
-            i += 3;
-        } else {
-            out.push_back(field[i]);
-        }
-    }
-    return out;
-}
 
 std::string lowercase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
@@ -151,7 +135,8 @@ std::vector<SmartctlStatus::Mount> SmartctlStatus::mounts() const {
         }
         std::string type, source;
         fields >> type >> source;
-        table.push_back({device, unescape(mountPoint), unescape(source)});
+        table.push_back(
+            {device, unescapeMountInfoField(mountPoint), unescapeMountInfoField(source)});
     }
     return table;
 }
