@@ -33,23 +33,10 @@ ReclaimReport runPass(const std::vector<ChromiumBrowser>& browsers, const fs::pa
         }
         std::vector<const Cleaner*> pointers;
         for (const BrowserCleaner& cleaner : cleaners) pointers.push_back(&cleaner);
-        return CleanerPass::runAll(
-            pointers,
-            [&processes](const CleanerOwner& owner) {
-                return owner.isRunningNow(
-                    [&processes](const std::string& id) {
-                        return processes.applicationRunning(id);
-                    },
-                    [&processes] { return processes.current(); });
-            },
-            [&trash](const fs::path& item) { return trash.moveToTrash(item); });
-    } catch (const std::exception& error) {
+        return CleanerPass::runAllOn(pointers, processes, trash);
+    } catch (const std::exception& error) {  // building the cleaners
         ReclaimReport report;
         report.failures.push_back(fmt::format("the pass stopped: {}", error.what()));
-        return report;
-    } catch (...) {
-        ReclaimReport report;
-        report.failures.emplace_back("the pass stopped");
         return report;
     }
 }
@@ -181,15 +168,11 @@ void BrowserCacheReclaimer::publish(const ReclaimLedger& ledger,
 
 void BrowserCacheReclaimer::logReport(const std::vector<ChromiumBrowser>& browsers,
                                       const ReclaimReport& report) const {
-    if (!report.failures.empty()) log_.error("{}", fmt::join(report.failures, "; "));
     std::vector<std::string> done;
     for (const ChromiumBrowser& browser : browsers) {
         if (report.completed.contains(browser.id)) done.push_back(browser.name);
     }
-    log_.info("moved {} to Trash ({}) from [{}]; done [{}]; running [{}]; blocked [{}]",
-              report.trashedCount, formatByteCount(report.freedBytes),
-              fmt::join(report.reclaimedNames, ", "), fmt::join(done, ", "),
-              fmt::join(report.skippedRunning, ", "), fmt::join(report.blocked, ", "));
+    CleanerPass::log(log_, report, done);
 }
 
 }  // namespace kestrow

@@ -2,7 +2,10 @@
 
 #include <exception>
 
+#include <fmt/ranges.h>
+
 #include "cleaners/cleaner_path.h"
+#include "support/byte_count_format.h"
 
 namespace kestrow {
 namespace {
@@ -110,6 +113,39 @@ ReclaimReport CleanerPass::runAll(const std::vector<const Cleaner*>& cleaners,
         if (outcome.completed) report.completed[cleaner->id()] = outcome.freedBytes;
     }
     return report;
+}
+
+ReclaimReport CleanerPass::runAllOn(const std::vector<const Cleaner*>& cleaners,
+                                    RunningProcesses& processes, kestrow::Trash& trash) {
+    try {
+        return runAll(
+            cleaners,
+            [&processes](const CleanerOwner& owner) {
+                return owner.isRunningNow(
+                    [&processes](const std::string& id) {
+                        return processes.applicationRunning(id);
+                    },
+                    [&processes] { return processes.current(); });
+            },
+            [&trash](const std::filesystem::path& item) { return trash.moveToTrash(item); });
+    } catch (const std::exception& error) {
+        ReclaimReport report;
+        report.failures.push_back(fmt::format("the pass stopped: {}", error.what()));
+        return report;
+    } catch (...) {
+        ReclaimReport report;
+        report.failures.emplace_back("the pass stopped");
+        return report;
+    }
+}
+
+void CleanerPass::log(const Logger& log, const ReclaimReport& report,
+                      const std::vector<std::string>& doneNames) {
+    if (!report.failures.empty()) log.error("{}", fmt::join(report.failures, "; "));
+    log.info("moved {} to Trash ({}) from [{}]; done [{}]; running [{}]; blocked [{}]",
+             report.trashedCount, formatByteCount(report.freedBytes),
+             fmt::join(report.reclaimedNames, ", "), fmt::join(doneNames, ", "),
+             fmt::join(report.skippedRunning, ", "), fmt::join(report.blocked, ", "));
 }
 
 }  // namespace kestrow

@@ -9,6 +9,9 @@
 #include <vector>
 
 #include "cleaners/cleaner.h"
+#include "platform/running_processes.h"
+#include "platform/trash.h"
+#include "support/logger.h"
 
 namespace kestrow {
 
@@ -47,6 +50,13 @@ struct CleanerPass {
                               const Trash& trash);
     static ReclaimReport runAll(const std::vector<const Cleaner*>& cleaners,
                                 const IsRunning& isRunning, const Trash& trash);
+    // The same against the real process table and Trash, for a worker thread: anything thrown
+    // ends the pass as a failure line rather than leaving its scheduler busy for good.
+    static ReclaimReport runAllOn(const std::vector<const Cleaner*>& cleaners,
+                                  RunningProcesses& processes, kestrow::Trash& trash);
+    // "moved N to Trash (…) from […]; done […]; running […]; blocked […]", failures apart.
+    static void log(const Logger& log, const ReclaimReport& report,
+                    const std::vector<std::string>& doneNames);
 };
 
 }  // namespace kestrow

@@ -46,23 +46,10 @@ ReclaimReport runPass(const std::vector<std::string>& ids, const UserLocations& 
         const auto cleaners = makeCleaners(ids, folders);
         std::vector<const Cleaner*> pointers;
         for (const auto& cleaner : cleaners) pointers.push_back(cleaner.get());
-        return CleanerPass::runAll(
-            pointers,
-            [&processes](const CleanerOwner& owner) {
-                return owner.isRunningNow(
-                    [&processes](const std::string& id) {
-                        return processes.applicationRunning(id);
-                    },
-                    [&processes] { return processes.current(); });
-            },
-            [&trash](const fs::path& item) { return trash.moveToTrash(item); });
-    } catch (const std::exception& error) {
+        return CleanerPass::runAllOn(pointers, processes, trash);
+    } catch (const std::exception& error) {  // building the cleaners
         ReclaimReport report;
         report.failures.push_back(fmt::format("the pass stopped: {}", error.what()));
-        return report;
-    } catch (...) {
-        ReclaimReport report;
-        report.failures.emplace_back("the pass stopped");
         return report;
     }
 }
@@ -244,17 +231,13 @@ void MaintenanceCleaner::save(const ReclaimLedger& updated) {
 
 void MaintenanceCleaner::logReport(const std::vector<std::string>& ids,
                                    const ReclaimReport& report) const {
-    if (!report.failures.empty()) log_.error("{}", fmt::join(report.failures, "; "));
     std::vector<std::string> done;
     for (const std::string& id : ids) {
         if (!report.completed.contains(id)) continue;
         const std::string name = DeveloperCleaners::name(id);
         done.push_back(name.empty() ? id : name);
     }
-    log_.info("moved {} to Trash ({}) from [{}]; done [{}]; running [{}]; blocked [{}]",
-              report.trashedCount, formatByteCount(report.freedBytes),
-              fmt::join(report.reclaimedNames, ", "), fmt::join(done, ", "),
-              fmt::join(report.skippedRunning, ", "), fmt::join(report.blocked, ", "));
+    CleanerPass::log(log_, report, done);
 }
 
 MaintenanceCleaner::RunCleaners MaintenanceCleaner::cleanersOnDisk(Executor& worker, Executor& main,
