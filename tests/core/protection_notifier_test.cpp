@@ -5,23 +5,12 @@
 #include "app/settings/settings_keys.h"
 #include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
+#include "support/time_machine_fakes.h"
 
 namespace kestrow {
 namespace {
 
-class RecordingNotifications final : public UserNotifications {
-public:
-    struct Post {
-        std::string identifier;
-        std::string title;
-        std::string body;
-    };
-    void requestAuthorization(std::function<void(bool)> done) override { done(true); }
-    void post(std::string identifier, std::string title, std::string body) override {
-        posts.push_back({std::move(identifier), std::move(title), std::move(body)});
-    }
-    std::vector<Post> posts;
-};
+using RecordingNotifications = testing::RecordingUserNotifications;
 
 ProtectionVerdict verdict(ProtectionState state, std::string headline = "Headline") {
     return {state, {std::move(headline), "Detail"}, false};
