@@ -12,6 +12,7 @@
 #include <string>
 
 #include "support/temp_folder.h"
+#include "support/unprivileged_child.h"
 
 namespace kestrow {
 namespace {
@@ -25,38 +26,7 @@ std::int64_t allocated(const fs::path& file) {
     return static_cast<std::int64_t>(info.st_blocks) * 512;
 }
 
-// Runs `body` in a child process as an unprivileged user (when the tests run as root, which
-// reads through chmod 000) and hands back what it printed; nothing when no such user is there.
-std::optional<std::string> unprivileged(const TempFolder& temp,
-                                        const std::function<std::string()>& body) {
-    fs::permissions(temp.path(),
-                    fs::perms::all & ~fs::perms::others_write & ~fs::perms::group_write);
-    int channel[2];
-    if (::pipe(channel) != 0) return std::nullopt;
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(channel[0]);
-        if (::geteuid() == 0 &&
-            (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0)) {
-            ::_exit(3);
-        }
-        const std::string result = body();
-        const bool written = ::write(channel[1], result.data(), result.size()) ==
-                             static_cast<ssize_t>(result.size());
-        ::_exit(written ? 0 : 4);
-    }
-    ::close(channel[1]);
-    std::string result;
-    char buffer[256];
-    for (ssize_t n; (n = ::read(channel[0], buffer, sizeof buffer)) > 0;) {
-        result.append(buffer, static_cast<std::size_t>(n));
-    }
-    ::close(channel[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return std::nullopt;
-    return result;
-}
+using kestrow::testing::unprivileged;
 
 TEST(CleanerPath, ExactLeafIsSpelledExactlyBaseThenRelative) {
     const fs::path base = "/home/me/.cache";
