@@ -1,15 +1,10 @@
 #include "menu/menu_alert.h"
 
 #include <algorithm>
+#include <numeric>
 #include <type_traits>
 
 namespace kestrow {
-namespace {
-
-constexpr std::size_t kCollapsedCount = 2;
-
-}  // namespace
-
 int MenuAlertKind::rank() const {
     // Deliberately not the order of the cases: a backup that failed for lack of room outranks
     // the missing schedule, and a fast-growing folder sits between the schedule and low space.
@@ -46,11 +41,20 @@ std::string MenuAlertKind::name() const {
         value);
 }
 
+std::vector<std::size_t> MenuAlertOrder::positions(const std::vector<MenuAlertKind>& kinds) {
+    std::vector<std::size_t> order(kinds.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&kinds](std::size_t a, std::size_t b) {
+        return kinds[a].rank() < kinds[b].rank();
+    });
+    return order;
+}
+
 std::vector<MenuAlertKind> MenuAlertOrder::ordered(std::vector<MenuAlertKind> kinds) {
-    std::stable_sort(
-        kinds.begin(), kinds.end(),
-        [](const MenuAlertKind& a, const MenuAlertKind& b) { return a.rank() < b.rank(); });
-    return kinds;
+    std::vector<MenuAlertKind> result;
+    result.reserve(kinds.size());
+    for (std::size_t position : positions(kinds)) result.push_back(std::move(kinds[position]));
+    return result;
 }
 
 MenuAlertOrder::Split MenuAlertOrder::split(std::vector<MenuAlertKind> kinds, bool showAll) {
@@ -65,12 +69,16 @@ MenuAlertOrder::Split MenuAlertOrder::split(std::vector<MenuAlertKind> kinds, bo
 }
 
 std::optional<std::string> MenuAlertOrder::toggleLabel(const Split& split, bool showAll) {
-    if (!split.hidden.empty()) {
-        const auto count = split.hidden.size();
-        return count == 1 ? std::string("Show 1 more alert")
-                          : "Show " + std::to_string(count) + " more alerts";
+    return toggleLabel(split.shown.size(), split.hidden.size(), showAll);
+}
+
+std::optional<std::string> MenuAlertOrder::toggleLabel(std::size_t shown, std::size_t hidden,
+                                                       bool showAll) {
+    if (hidden > 0) {
+        return hidden == 1 ? std::string("Show 1 more alert")
+                           : "Show " + std::to_string(hidden) + " more alerts";
     }
-    if (showAll && split.shown.size() > kCollapsedCount) return std::string("Show fewer alerts");
+    if (showAll && shown > kCollapsedCount) return std::string("Show fewer alerts");
     return std::nullopt;
 }
 

@@ -61,12 +61,19 @@ struct MenuAlertOrder {
         bool operator==(const Split&) const = default;
     };
 
+    // How many cards show before the user asks for all.
+    static constexpr std::size_t kCollapsedCount = 2;
+
     // By rank; kinds of equal rank keep the order they were raised in.
     static std::vector<MenuAlertKind> ordered(std::vector<MenuAlertKind> kinds);
+    // The same order as positions in `kinds`, for lists that carry more than the kind.
+    static std::vector<std::size_t> positions(const std::vector<MenuAlertKind>& kinds);
     // The first two unless all are asked for.
     static Split split(std::vector<MenuAlertKind> kinds, bool showAll);
     // The control under the cards: nothing with nothing to hide or show again.
     static std::optional<std::string> toggleLabel(const Split& split, bool showAll);
+    static std::optional<std::string> toggleLabel(std::size_t shown, std::size_t hidden,
+                                                  bool showAll);
 };
 
 }  // namespace kestrow

@@ -52,6 +52,7 @@ void BackupStatusModel::refresh() {
     const auto preferences = d_.shared.load();
     destination_ = currentDestination(preferences);
     preferencesRunning_ = preferences ? preferences->backupRunning : std::nullopt;
+    automaticBackups_ = preferences ? preferences->automaticBackups : std::nullopt;
     const Destination* destination = destination_ ? &*destination_ : nullptr;
 
     lastSuccessful.set(destination ? destination->newestSnapshot() : std::nullopt);
@@ -169,6 +170,7 @@ void BackupStatusModel::evaluate(bool configured) {
         SharedSettings(d_.shared.store()).protectedThresholdHours());
     verdict.set(evaluator.evaluate(facts));
     if (d_.notifier != nullptr) d_.notifier->handle(verdict.get());
+    evaluated.emit();
 }
 
 void BackupStatusModel::probeReachability(const Destination& destination) {

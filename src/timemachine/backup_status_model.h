@@ -81,8 +81,14 @@ public:
     Observable<std::optional<WallTime>> oldestBackup;
     Observable<int> backupCount{0};
 
+    // After every evaluation, when all of the above is up to date, whether or not the verdict
+    // changed: what depends on the destination's other facts reads them then.
+    Signal<> evaluated;
+
     // The destination the last refresh looked at.
     const std::optional<Destination>& destination() const { return destination_; }
+    // Whether Time Machine backs up on its own schedule, as of the last refresh.
+    std::optional<bool> automaticBackups() const { return automaticBackups_; }
     // Whether a reachability probe is under way.
     bool probing() const { return probeInFlight_; }
 
@@ -103,6 +109,7 @@ private:
     Dependencies d_;
     Logger backUpNowLog_;
     std::optional<Destination> destination_;
+    std::optional<bool> automaticBackups_;
     std::optional<bool> preferencesRunning_;  // from the stored snapshot, until the tool answers
     std::optional<std::optional<bool>> liveRunning_;  // the tool's strict answer, once it gave one
     std::optional<RingKey> ringKey_;

@@ -129,6 +129,8 @@ std::optional<Preferences> Preferences::fromPlist(const PlistValue& root) {
             }
         }
     }
+    if (const PlistValue* automatic = root.find("AutoBackup"); automatic && automatic->asBool())
+        p.automaticBackups = *automatic->asBool();
     return p;
 }
 
@@ -153,6 +155,7 @@ std::string Preferences::toJson() const {
         j["destinations"] = std::move(list);
     }
     if (lastDestination) j["lastDestination"] = destinationToJson(*lastDestination);
+    if (automaticBackups) j["automaticBackups"] = *automaticBackups;
     if (protectedThresholdHours) j["protectedThresholdHours"] = *protectedThresholdHours;
     if (destinationReachable) j["destinationReachable"] = *destinationReachable;
     if (backupVolumeAttached) j["backupVolumeAttached"] = *backupVolumeAttached;
@@ -177,6 +180,7 @@ std::optional<Preferences> Preferences::fromJson(std::string_view json, std::str
         }
         if (const auto found = j.find("lastDestination"); found != j.end() && !found->is_null())
             p.lastDestination = destinationFromJson(*found);
+        p.automaticBackups = optional<bool>(j, "automaticBackups");
         p.protectedThresholdHours = optional<double>(j, "protectedThresholdHours");
         p.destinationReachable = optional<bool>(j, "destinationReachable");
         p.backupVolumeAttached = optional<bool>(j, "backupVolumeAttached");

@@ -18,6 +18,8 @@ namespace kestrow {
 struct Preferences {
     std::optional<std::vector<Destination>> destinations;
     std::optional<Destination> lastDestination;
+    // Time Machine's own schedule ("AutoBackup"); absent when the file does not say.
+    std::optional<bool> automaticBackups;
     std::optional<double> protectedThresholdHours;
     std::optional<bool> destinationReachable;
     std::optional<bool> backupVolumeAttached;

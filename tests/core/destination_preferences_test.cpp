@@ -145,6 +145,7 @@ TEST_F(DestinationPreferencesTest, BothFormsOfARealSettingsFileReadAlike) {
     EXPECT_EQ(nas.previousAttempt(), at(kNov20_0200));
 
     EXPECT_EQ(fromXml->lastDestination, nas);
+    EXPECT_EQ(fromXml->automaticBackups, true);
     EXPECT_FALSE(fromXml->protectedThresholdHours || fromXml->destinationReachable ||
                  fromXml->backupVolumeAttached || fromXml->backupRunning ||
                  fromXml->failureReasonReadable);
@@ -260,6 +261,7 @@ TEST_F(DestinationPreferencesTest, JsonRoundTripKeepsDatesToBelowAMicrosecond) {
     Preferences original;
     original.destinations = std::vector{odd, Destination{}};
     original.lastDestination = odd;
+    original.automaticBackups = false;
     original.protectedThresholdHours = 0.1;
     original.destinationReachable = true;
     original.backupVolumeAttached = false;

@@ -143,4 +143,8 @@ void StandardSettings::setDidAutoEnableStartAtLaunch(bool value) {
     store_.set(keys::didAutoEnableStartAtLaunch, value);
 }
 
+void StandardSettings::setNightlyBackupEnabled(bool value) {
+    store_.set(keys::nightlyBackupEnabled, value);
+}
+
 }  // namespace kestrow

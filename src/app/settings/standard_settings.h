@@ -47,6 +47,7 @@ public:
     PlistData ownedMounts() const;
 
     void setDidAutoEnableStartAtLaunch(bool value);
+    void setNightlyBackupEnabled(bool value);
 
     SettingsStore& store() const { return store_; }
 

@@ -1,0 +1,71 @@
+#include "menu/menu_alert_feed.h"
+
+#include "app/settings/standard_settings.h"
+
+namespace kestrow {
+
+struct MenuAlertFeed::Subscriptions {
+    Signal<>::Connection evaluated;
+    Signal<std::vector<HogAlert>>::Connection hogs;
+    Signal<std::optional<int>>::Connection daysUntilFull;
+    Signal<std::optional<DriveHealth::Reading>>::Connection health;
+};
+
+MenuAlertFeed::MenuAlertFeed(Dependencies dependencies)
+    : d_(std::move(dependencies)), subscriptions_(std::make_unique<Subscriptions>()) {
+    subscriptions_->evaluated = d_.backup.evaluated.connect([this] { update(); });
+    if (d_.hogWatch != nullptr) {
+        subscriptions_->hogs = d_.hogWatch->alerts().observe([this](const auto&) { update(); });
+        subscriptions_->daysUntilFull =
+            d_.hogWatch->daysUntilFull().observe([this](const auto&) { update(); });
+    }
+    if (d_.driveHealth != nullptr)
+        subscriptions_->health = d_.driveHealth->health.observe([this](const auto&) { update(); });
+    update();
+}
+
+MenuAlertFeed::~MenuAlertFeed() = default;
+
+MenuAlertFacts MenuAlertFeed::facts() const {
+    MenuAlertFacts facts;
+    facts.settingsReadable = settingsReadable_;
+    facts.localNetworkRefused = localNetworkRefused_;
+    if (d_.driveHealth != nullptr) facts.driveHealth = d_.driveHealth->health.get();
+    if (d_.hogWatch != nullptr) {
+        facts.hogs = d_.hogWatch->alerts().get();
+        facts.daysUntilFull = d_.hogWatch->daysUntilFull().get();
+    }
+    if (d_.freeBytes) facts.freeBytes = d_.freeBytes();
+    facts.destination = d_.backup.destination();
+    facts.automaticBackups = d_.backup.automaticBackups();
+    facts.nightlyBackupEnabled = StandardSettings(d_.standardStore).nightlyBackupEnabled();
+    facts.lastAttemptFailed = d_.backup.verdict.get().lastAttemptFailed;
+    facts.failureReason = d_.backup.failureReason.get();
+    return facts;
+}
+
+void MenuAlertFeed::update() {
+    alerts.set(MenuAlerts::raise(facts()));
+}
+
+void MenuAlertFeed::setSettingsReadable(std::optional<bool> readable) {
+    settingsReadable_ = readable;
+    update();
+}
+
+void MenuAlertFeed::setLocalNetworkRefused(bool refused) {
+    localNetworkRefused_ = refused;
+    update();
+}
+
+void MenuAlertFeed::turnOnNightlyBackup() {
+    StandardSettings(d_.standardStore).setNightlyBackupEnabled(true);
+    update();
+}
+
+void MenuAlertFeed::quiet(const std::string& folder) {
+    // The hog watch publishes again, which updates the cards.
+    if (d_.hogWatch != nullptr) d_.hogWatch->dismiss(folder);
+}
+
+}  // namespace kestrow
