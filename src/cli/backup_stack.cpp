@@ -1,5 +1,7 @@
 #include "cli/backup_stack.h"
 
+#include "app/settings/standard_settings.h"
+
 namespace kestrow {
 
 BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
@@ -22,6 +24,9 @@ BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
         volumes = &demo_->volumes();
         reasons = &demo_->failureReasons();
         shared_.store(demo_->preferences());
+        // Put back at each start, so the demo always shows its missing-schedule card even after
+        // someone pressed its button.
+        StandardSettings(standardStore).setNightlyBackupEnabled(false);
     } else {
         processTools_ = std::make_unique<ProcessTimeMachineTools>(
             ProcessTimeMachineTools::program(options_.environment));

@@ -95,16 +95,9 @@ int runHogsCommand(const CommandContext& context) {
     }
 
     const std::vector<SizeSnapshot> snapshots = store.load();
-    std::vector<HogAlert> alerts;
-    std::optional<int> daysUntilFull;
-    if (!snapshots.empty()) {
-        SettingsStore standard(folders.standardStoreFile(), Logger(sink, LogArea::general));
-        std::optional<SizeSnapshot> previous;
-        if (snapshots.size() >= 2) previous = snapshots[snapshots.size() - 2];
-        alerts = HogWatch::alerts(previous, snapshots.back(),
-                                  StandardSettings(standard).hogWatchDismissed());
-        daysUntilFull = HogWatch::daysUntilFull(previous, snapshots.back());
-    }
+    SettingsStore standard(folders.standardStoreFile(), Logger(sink, LogArea::general));
+    const auto [alerts, daysUntilFull] =
+        HogWatch::latest(snapshots, StandardSettings(standard).hogWatchDismissed());
 
     if (json) {
         Json list = Json::array();

@@ -8,6 +8,7 @@
 
 #include <memory>
 
+#include "cli/alert_sources.h"
 #include "cli/backup_stack.h"
 #include "cli/status_report.h"
 #include "platform/linux/journal_log_sink.h"
@@ -98,10 +99,11 @@ int runStatusCommand(const CommandContext& context) {
     check.start(10);
     if (!settled(model, liveAnswered)) loop.exec();
 
+    const auto alerts = AlertSources::oneShot(model, standard, locations, demo);
     if (json) {
-        context.out << statusJson(model).dump(2) << "\n";
+        context.out << statusJson(model, alerts).dump(2) << "\n";
     } else {
-        context.out << statusText(model);
+        context.out << statusText(model, alerts);
     }
     return kExitDone;
 }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "menu/menu_alert_text.h"
 #include "support/iso_date.h"
 
 namespace kestrow {
@@ -44,9 +45,25 @@ std::string capitalised(std::string_view word) {
     return text;
 }
 
+Json alertsJson(const std::vector<MenuAlert>& alerts) {
+    Json list = Json::array();
+    for (const MenuAlert& alert : MenuAlerts::split(alerts, true).shown) {
+        const MenuAlertText text = MenuAlertText::of(alert.kind);
+        Json entry = {
+            {"kind", alert.kind.name()},
+            {"headline", text.headline},
+            {"explanation", orNull(text.explanation)},
+            {"action", text.buttons.empty() ? Json(nullptr) : Json(text.buttons.front().title)}};
+        if (!alert.folder.empty()) entry["folder"] = alert.folder;
+        list.push_back(std::move(entry));
+    }
+    return list;
+}
+
 }  // namespace
 
-nlohmann::ordered_json statusJson(const BackupStatusModel& model) {
+nlohmann::ordered_json statusJson(const BackupStatusModel& model,
+                                  const std::vector<MenuAlert>& alerts) {
     const ProtectionVerdict& verdict = model.verdict.get();
     Json destination = nullptr;
     if (const auto& d = model.destination()) {
@@ -74,11 +91,10 @@ nlohmann::ordered_json statusJson(const BackupStatusModel& model) {
               {"progressLine", live.running ? Json(live.progressLine()) : Json(nullptr)}}},
             {"history", std::move(history)},
             {"rings", ringsJson(model.rings.get())},
-            // Alert cards are raised by the menu's alert model, which does not exist yet.
-            {"alerts", Json::array()}};
+            {"alerts", alertsJson(alerts)}};
 }
 
-std::string statusText(const BackupStatusModel& model) {
+std::string statusText(const BackupStatusModel& model, const std::vector<MenuAlert>& alerts) {
     const ProtectionVerdict& verdict = model.verdict.get();
     std::string text = capitalised(protectionStateText(verdict.state)) + "\n";
     for (const auto& reason : verdict.reasons) text += "  " + reason + "\n";
@@ -102,6 +118,15 @@ std::string statusText(const BackupStatusModel& model) {
             text += fmt::format("  {}  {}\n", formatIsoDate(entry.date),
                                 entry.succeeded ? "backed up" : "did not complete");
         }
+    }
+    const auto ordered = MenuAlerts::split(alerts, true).shown;
+    if (!ordered.empty()) text += "Alerts:\n";
+    for (const MenuAlert& alert : ordered) {
+        const MenuAlertText words = MenuAlertText::of(alert.kind);
+        std::string line = words.headline;
+        if (words.explanation) line += (words.runsOn ? "" : " ") + *words.explanation;
+        if (!alert.folder.empty()) line += " (" + alert.folder + ")";
+        text += "  " + line + "\n";
     }
     return text;
 }

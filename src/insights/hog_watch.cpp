@@ -124,4 +124,13 @@ std::optional<int> HogWatch::daysUntilFull(const std::optional<SizeSnapshot>& pr
     return static_cast<int>(days);
 }
 
+HogWatch::Reading HogWatch::latest(const std::vector<SizeSnapshot>& snapshots,
+                                   const std::map<std::string, std::int64_t>& dismissed) {
+    if (snapshots.empty()) return {};
+    const SizeSnapshot& current = snapshots.back();
+    std::optional<SizeSnapshot> previous;
+    if (snapshots.size() >= 2) previous = snapshots[snapshots.size() - 2];
+    return {alerts(previous, current, dismissed), daysUntilFull(previous, current)};
+}
+
 }  // namespace kestrow

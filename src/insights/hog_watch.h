@@ -56,6 +56,14 @@ struct HogWatch {
     // that pace is unknown, not shrinking, or leaves 90 days or more.
     static std::optional<int> daysUntilFull(const std::optional<SizeSnapshot>& previous,
                                             const SizeSnapshot& current);
+
+    struct Reading {
+        std::vector<HogAlert> alerts;
+        std::optional<int> daysUntilFull;
+    };
+    // What the newest two of `snapshots` (oldest first) say; nothing without any.
+    static Reading latest(const std::vector<SizeSnapshot>& snapshots,
+                          const std::map<std::string, std::int64_t>& dismissed);
 };
 
 }  // namespace kestrow

@@ -153,17 +153,10 @@ void HogWatchScheduler::remember(std::vector<SizeSnapshot> stored) {
 }
 
 void HogWatchScheduler::publish() {
-    if (latest_.empty()) {
-        alerts_.set({});
-        daysUntilFull_.set(std::nullopt);
-        return;
-    }
-    const SizeSnapshot& current = latest_.back();
-    std::optional<SizeSnapshot> previous;
-    if (latest_.size() >= 2) previous = latest_[latest_.size() - 2];
-    const auto dismissed = StandardSettings(d_.standardStore).hogWatchDismissed();
-    alerts_.set(HogWatch::alerts(previous, current, dismissed));
-    daysUntilFull_.set(HogWatch::daysUntilFull(previous, current));
+    auto reading =
+        HogWatch::latest(latest_, StandardSettings(d_.standardStore).hogWatchDismissed());
+    alerts_.set(std::move(reading.alerts));
+    daysUntilFull_.set(reading.daysUntilFull);
 }
 
 void HogWatchScheduler::dismiss(const std::string& path) {

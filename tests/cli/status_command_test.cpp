@@ -10,6 +10,7 @@
 #include <fstream>
 #include <string>
 
+#include "insights/hog_store.h"
 #include "support/atomic_file.h"
 #include "support/plist_value.h"
 #include "support/temp_folder.h"
@@ -156,6 +157,43 @@ TEST_F(StatusCommand, ARunningBackupShowsItsProgressAndABinaryPlistReadsTheSame)
     EXPECT_EQ(runJson()["reasons"], xml["reasons"]);
 }
 
+TEST_F(StatusCommand, AlertsComeInMenuOrderFromTheSettingsAndTheHogWatchsSnapshots) {
+    // Automatic backups off, the nightly backup never turned on, and a backup disk with under 2%
+    // of its room left.
+    auto disk = destination("LOCAL-1", "Backups", {hoursAgo(3)}, {hoursAgo(3)}, 0);
+    disk["BytesAvailable"] = 9;
+    home.write("tm.plist", PlistValue(PlistDict{{"Destinations", PlistArray{disk}},
+                                                {"LastDestinationID", "LOCAL-1"},
+                                                {"AutoBackup", false}})
+                               .toXml());
+    // The hog watch saw a folder appear at 8 GB in a day while free space fell from 36 to 28 GB:
+    // full in three days.
+    const HogStore store(home / ".local/share/Orvel/sizes");
+    const std::string videos = (home / "Videos").string();
+    ASSERT_TRUE(store.save({hoursAgo(48), 36'000'000'000, {{"/home", 1'000'000'000}}}));
+    ASSERT_TRUE(store.save({hoursAgo(24), 28'000'000'000, {{videos, 8'000'000'000}}}));
+
+    const auto alerts = runJson()["alerts"];
+    ASSERT_EQ(alerts.size(), 4u) << alerts.dump(1);
+    EXPECT_EQ(alerts[0], nlohmann::json({{"kind", "unscheduled"},
+                                         {"headline", "No backups scheduled."},
+                                         {"explanation",
+                                          "macOS automatic backups and Nightly backup are both "
+                                          "off, so nothing will back this Mac up."},
+                                         {"action", "Turn on Nightly backup"}}));
+    EXPECT_EQ(alerts[1]["kind"], "hog");
+    EXPECT_EQ(alerts[1]["explanation"], "At this rate your disk is full in 3 days");
+    EXPECT_EQ(alerts[1]["folder"], videos);
+    EXPECT_EQ(alerts[2]["kind"], "space");
+    EXPECT_EQ(alerts[3]["kind"], "retention");
+    EXPECT_EQ(alerts[3]["explanation"], nullptr);
+
+    const Outcome human = run("status");
+    EXPECT_NE(human.out.find("Alerts:\n  No backups scheduled. macOS automatic backups"),
+              std::string::npos)
+        << human.out;
+}
+
 TEST_F(StatusCommand, UnreadableSettingsFailWithOneLineAndTheDemoNeedsNone) {
     const Outcome missing = run("status");
     EXPECT_EQ(missing.status, 1);
@@ -172,6 +210,9 @@ TEST_F(StatusCommand, UnreadableSettingsFailWithOneLineAndTheDemoNeedsNone) {
     EXPECT_EQ(demo["live"]["running"], true);
     EXPECT_EQ(demo["destination"]["name"], "Vault");
     EXPECT_GE(demo["rings"]["gaps"].size(), 1u);
+    std::vector<std::string> demoAlerts;
+    for (const auto& alert : demo["alerts"]) demoAlerts.push_back(alert["kind"]);
+    EXPECT_EQ(demoAlerts, (std::vector<std::string>{"unscheduled", "space", "retention"}));
     // The demo keeps to its own stores.
     EXPECT_TRUE(std::filesystem::exists(home / ".cache/kestrow/demo"));
 

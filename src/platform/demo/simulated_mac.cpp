@@ -133,7 +133,7 @@ Preferences SimulatedMac::preferences() const {
     vault.networkURL = "smb://kestrow-demo@vault.local/TimeMachine";
     vault.destinationUUIDs = std::vector<std::string>{"0F9C3B72-5E11-4C8A-A1D0-7B2E94C6F318"};
     vault.volumeName = "Vault";
-    vault.bytesAvailable = 1'240'000'000'000;
+    vault.bytesAvailable = 12'400'000'000;  // full: Time Machine thins the oldest
     vault.bytesUsed = 642'300'000'000;
 
     // A backup every two hours for two weeks, the newest 55 minutes before the demo starts;
@@ -162,6 +162,7 @@ Preferences SimulatedMac::preferences() const {
     Preferences preferences;
     preferences.destinations = std::vector<Destination>{vault, archive};
     preferences.lastDestination = vault;
+    preferences.automaticBackups = false;
     return preferences;
 }
 

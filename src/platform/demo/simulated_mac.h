@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "platform/backup_diagnostics.h"
@@ -12,7 +13,9 @@
 namespace kestrow {
 
 // The built-in Mac behind --demo: a network Time Machine destination with two weeks of backups,
-// a weekend away, a failed attempt three days ago and a backup running now. Every date is placed
+// a weekend away, a failed attempt three days ago and a backup running now. Its owner has turned
+// automatic backups off, the backup disk is full and the home disk is nearly so, which gives the
+// menu three alert cards to order and collapse. Every date is placed
 // relative to the moment the demo starts, so the demo always looks current, and the running
 // backup moves through its phases on the clock it is given.
 class SimulatedMac {
@@ -30,6 +33,9 @@ public:
     NetworkProbe& probe();
     BackupVolumes& volumes();
     FailureReasonLookup& failureReasons();
+
+    // Free space on the demo's home disk: low enough to raise the low-space card.
+    static constexpr std::int64_t kHomeFreeBytes = 7'400'000'000;
 
     // How long one simulated backup takes, start to finish, before the next begins.
     static constexpr double kBackupCycleSeconds = 240.0;
