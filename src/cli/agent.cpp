@@ -9,6 +9,9 @@
 
 #include "app/headless_shell.h"
 #include "app/start_at_launch.h"
+#include "cli/alert_sources.h"
+#include "platform/linux/file_manager_reveal.h"
+#include "ui/alert_cards_view.h"
 #include "ui/backup_section.h"
 #include "ui/cleaners_section.h"
 #include "ui/disk_section.h"
@@ -59,7 +62,9 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
       cleaners_(clock_, mainExecutor_, standardStore_, locations_, log_, options_.demo,
                 locations_.demoFolder()),
       insights_(clock_, mainExecutor_, standardStore_, cleaners_.folders(), environment_,
-                backup_.model(), log_) {
+                backup_.model(), log_),
+      alerts_({backup_.model(), standardStore_, &insights_.hogWatch(), &insights_.driveHealth(),
+               AlertSources::homeFreeBytes(options_.demo, locations_.home)}) {
     verdictFollower_ = backup_.model().verdict.observe(
         [this](const ProtectionVerdict& verdict) { followVerdict(verdict); });
     static_assert(kServiceNames.size() == kPlaceholderCount);
@@ -71,6 +76,10 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
             menu_, [this] { return firstRunFacts(); },
             [this](StepAction action) { perform(action); }, [] { QCoreApplication::quit(); });
         uiShell_ = ui.get();
+        QWidget* alertArea = uiShell_->menuWindow().alertArea();
+        alertArea->layout()->addWidget(new AlertCardsView(
+            alerts_, [this](MenuAlertAction action, const MenuAlert& alert) { act(action, alert); },
+            alertArea));
         QWidget* backupBody = uiShell_->menuWindow().sectionBody(MenuSection::backup);
         backupBody->layout()->addWidget(new BackupSection(backup_.model(), backupBody));
         QWidget* cleanersBody = uiShell_->menuWindow().sectionBody(MenuSection::weeklyCleaners);
@@ -115,7 +124,12 @@ Agent::~Agent() = default;
 
 std::unique_ptr<PreferencesFileHandle> Agent::makePreferencesFile() {
     auto file = backup_.makePreferencesFile();
-    if (file) settingsRead_ = file->processed.connect([this] { backup_.model().refresh(); });
+    if (file) {
+        settingsRead_ = file->processed.connect([this] { backup_.model().refresh(); });
+        settingsAccess_ = file->hasAccessState().observe(
+            [this](bool readable) { alerts_.setSettingsReadable(readable); });
+        alerts_.setSettingsReadable(file->hasAccess());
+    }
     return file;
 }
 
@@ -172,6 +186,31 @@ void Agent::perform(StepAction action) {
                     // then
         case StepAction::viewWidgetInstructions:
             QMessageBox::information(nullptr, "Kestrow", kWidgetInstructions);
+            break;
+    }
+}
+
+void Agent::act(MenuAlertAction action, const MenuAlert& alert) {
+    switch (action) {
+        case MenuAlertAction::grantAccess:
+            perform(StepAction::grantAccess);
+            break;
+        case MenuAlertAction::openSystemSettings:
+            // Only the Local Network card offers this, and Linux never refuses that access: the
+            // card is raised by nothing here.
+            break;
+        case MenuAlertAction::turnOnNightlyBackup:
+            alerts_.turnOnNightlyBackup();
+            break;
+        case MenuAlertAction::reveal:
+            // Without a file manager on the bus, the folder itself opens.
+            if (!FileManagerReveal(QDBusConnection::sessionBus()).reveal(alert.folder)) {
+                QDesktopServices::openUrl(
+                    QUrl::fromLocalFile(QString::fromStdString(alert.folder)));
+            }
+            break;
+        case MenuAlertAction::quiet:
+            alerts_.quiet(alert.folder);
             break;
     }
 }

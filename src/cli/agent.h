@@ -14,6 +14,8 @@
 #include "cli/backup_stack.h"
 #include "cli/cleaner_stack.h"
 #include "cli/insights_stack.h"
+#include "menu/menu_alert_feed.h"
+#include "menu/menu_alert_text.h"
 #include "menu/menu_bar_state.h"
 #include "platform/linux/freedesktop_notifications.h"
 #include "platform/linux/linux_widget_host.h"
@@ -56,6 +58,7 @@ private:
     void showDuplicates();
     FirstRunFacts firstRunFacts() const;
     void perform(StepAction action);
+    void act(MenuAlertAction action, const MenuAlert& alert);
 
     Options options_;
     EnvironmentLookup environment_;
@@ -76,7 +79,9 @@ private:
     BackupMonitoring backupMonitoring_;
     CleanerStack cleaners_;
     InsightsStack insights_;
+    MenuAlertFeed alerts_;
     Signal<>::Connection settingsRead_;
+    Signal<bool>::Connection settingsAccess_;
     Signal<ProtectionVerdict>::Connection verdictFollower_;
     static constexpr std::size_t kPlaceholderCount = 6;  // the services not built yet
     std::array<std::unique_ptr<PlaceholderService>, kPlaceholderCount> placeholders_;

@@ -60,6 +60,13 @@ MenuWindow::MenuWindow(std::function<void()> quit, QWidget* parent)
     column->setSpacing(0);
     column->addStrut(std::max(270, fontMetrics().averageCharWidth() * 42));
 
+    alertArea_ = new QWidget(this);
+    alertArea_->setObjectName(QStringLiteral("alertArea"));
+    auto* alertLayout = new QVBoxLayout(alertArea_);
+    alertLayout->setContentsMargins(0, 0, 0, 0);
+    alertLayout->setSpacing(0);
+    column->addWidget(alertArea_);
+
     for (const SectionTitle& entry : kSections) {
         auto* header = new QLabel(QString::fromUtf8(entry.title), this);
         header->setObjectName(QStringLiteral("sectionHeader"));

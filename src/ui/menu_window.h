@@ -22,6 +22,9 @@ public:
 
     // The empty area under a section's header, laid out top to bottom.
     QWidget* sectionBody(MenuSection section) const;
+    // Above the first section, for what needs acting on first; empty and taking no room unless
+    // something is put there.
+    QWidget* alertArea() const { return alertArea_; }
 
     // Shows the panel next to `trayGeometry`; an empty rectangle means "no known icon position",
     // and the panel goes to the cursor, or to the top right of the screen.
@@ -42,6 +45,7 @@ private:
 
     std::function<void()> quit_;
     std::array<QWidget*, 5> sections_{};
+    QWidget* alertArea_ = nullptr;
     QElapsedTimer hiddenOnDeactivation_;
 };
 

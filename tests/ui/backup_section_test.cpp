@@ -8,13 +8,7 @@
 #include <QTest>
 #include <QToolButton>
 
-#include "app/settings/settings_store.h"
-#include "platform/demo/simulated_mac.h"
-#include "support/recording_log_sink.h"
-#include "support/temp_folder.h"
-#include "support/time_machine_fakes.h"
-#include "support/virtual_scheduler.h"
-#include "timemachine/backup_status_model.h"
+#include "ui/demo_backup.h"
 #include "ui/image_probe.h"
 #include "ui/menu_window.h"
 #include "ui/rings_view.h"
@@ -24,33 +18,11 @@ namespace {
 
 // The menu's backup section on the demo's simulated Mac, in virtual time: what a user sees when
 // the menu opens, and what Back Up Now does to it.
-struct DemoMenu {
-    testing::TempFolder folder;
-    testing::RecordingLogSink sink;
-    Logger log{sink, LogArea::general};
-    VirtualScheduler scheduler;
-    SettingsStore standard{folder / "standard.plist", log};
-    SettingsStore sharedStore{folder / "shared.plist", log};
-    testing::RecordingWidgetHost widgets;
-    SharedPreferences shared{sharedStore, widgets, log};
-    SimulatedMac mac{scheduler, scheduler.mainExecutor()};
-    BackupStatusModel model{{scheduler,
-                             scheduler.mainExecutor(),
-                             shared,
-                             standard,
-                             mac.tools(),
-                             mac.failureReasons(),
-                             mac.probe(),
-                             mac.volumes(),
-                             nullptr,
-                             log,
-                             BackupStatusModel::kMenuRingGeometry,
-                             {}}};
+struct DemoMenu : testing::DemoBackup {
     MenuWindow menu{[] {}};
     BackupSection* section = nullptr;
 
     DemoMenu() {
-        shared.store(mac.preferences());
         QWidget* body = menu.sectionBody(MenuSection::backup);
         section = new BackupSection(model, body);
         body->layout()->addWidget(section);

@@ -1,0 +1,55 @@
+// Revealing a folder through a python3-dbusmock file manager on a private session bus.
+#include "platform/linux/file_manager_reveal.h"
+
+#include <QDBusArgument>
+#include <QDBusMessage>
+
+#include <gtest/gtest.h>
+
+#include "private_session_bus.h"
+
+namespace kestrow {
+namespace {
+
+using kestrow::testing::PrivateSessionBus;
+
+const QString kName = QStringLiteral("org.freedesktop.FileManager1");
+const QString kPath = QStringLiteral("/org/freedesktop/FileManager1");
+
+TEST(FileManagerReveal, HandsTheFileManagerTheItemsUriAndSaysWhenNoneAnswers) {
+    PrivateSessionBus bus;
+    ASSERT_TRUE(bus.isRunning()) << bus.errorText().toStdString();
+    // Nothing owns the name yet: the caller must fall back.
+    EXPECT_FALSE(FileManagerReveal(bus.connect()).reveal("/srv/videos"));
+
+    ASSERT_TRUE(bus.startMock({kName, kPath, kName}, kName)) << bus.errorText().toStdString();
+    auto add = QDBusMessage::createMethodCall(
+        kName, kPath, QStringLiteral("org.freedesktop.DBus.Mock"), QStringLiteral("AddMethod"));
+    add << kName << QStringLiteral("ShowItems") << QStringLiteral("ass") << QString() << QString();
+    const QDBusMessage added = bus.connect().call(add);
+    ASSERT_EQ(added.type(), QDBusMessage::ReplyMessage) << added.errorMessage().toStdString();
+
+    EXPECT_TRUE(FileManagerReveal(bus.connect()).reveal("/srv/home movies/été"));
+
+    auto get =
+        QDBusMessage::createMethodCall(kName, kPath, QStringLiteral("org.freedesktop.DBus.Mock"),
+                                       QStringLiteral("GetMethodCalls"));
+    get << QStringLiteral("ShowItems");
+    const QDBusMessage calls = bus.connect().call(get);
+    ASSERT_EQ(calls.type(), QDBusMessage::ReplyMessage) << calls.errorMessage().toStdString();
+    // a(tav): one call, whose first argument is the list of URIs.
+    const QDBusArgument list = calls.arguments().at(0).value<QDBusArgument>();
+    list.beginArray();
+    ASSERT_FALSE(list.atEnd());
+    quint64 when = 0;
+    list.beginStructure();
+    list >> when;
+    list.beginArray();
+    QDBusVariant first;
+    list >> first;
+    const QStringList uris = qdbus_cast<QStringList>(first.variant());
+    EXPECT_EQ(uris, QStringList{QStringLiteral("file:///srv/home%20movies/%C3%A9t%C3%A9")});
+}
+
+}  // namespace
+}  // namespace kestrow
