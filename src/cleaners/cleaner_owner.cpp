@@ -1,25 +1,18 @@
 #include "cleaners/cleaner_owner.h"
 
 #include <algorithm>
-#include <cctype>
+
+#include "support/ascii_case.h"
 
 namespace kestrow {
-namespace {
-
-std::string lowered(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
-}  // namespace
 
 bool CleanerOwner::matches(const RunningProcess& process) const {
-    const std::string name = lowered(process.name);
+    const std::string name = asciiLowercase(process.name);
     for (const std::string& candidate : processNames) {
-        if (name == lowered(candidate)) return true;
+        if (name == asciiLowercase(candidate)) return true;
     }
     for (const std::string& prefix : processNamePrefixes) {
-        if (name.starts_with(lowered(prefix))) return true;
+        if (name.starts_with(asciiLowercase(prefix))) return true;
     }
     if (!process.path) return false;
     return std::any_of(pathFragments.begin(), pathFragments.end(), [&](const std::string& part) {

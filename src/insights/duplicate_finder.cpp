@@ -14,6 +14,7 @@
 
 #include "insights/private_size.h"
 #include "insights/tree_walk.h"
+#include "support/ascii_case.h"
 #include "support/sha256.h"
 
 namespace kestrow {
@@ -114,9 +115,7 @@ bool DuplicateFinder::isPackage(std::string_view folderName) {
         ".playground", ".photoslibrary", ".photolibrary", ".migratedphotolibrary",
         ".aplibrary",  ".musiclibrary",  ".tvlibrary",    ".imovielibrary",
         ".fcpbundle",  ".logicx",        ".band",         ".appdir"};
-    std::string lower(folderName);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string lower = asciiLowercase(folderName);
     return std::any_of(kSuffixes.begin(), kSuffixes.end(), [&](std::string_view suffix) {
         return lower.size() > suffix.size() && lower.ends_with(suffix);
     });

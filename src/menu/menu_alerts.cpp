@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
+
+#include "support/ascii_case.h"
 
 namespace kestrow {
 namespace {
@@ -51,9 +52,7 @@ std::vector<MenuAlert> MenuAlerts::raise(const MenuAlertFacts& facts) {
 }
 
 bool MenuAlerts::saysOutOfRoom(std::string_view reason) {
-    std::string lower(reason);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string lower = asciiLowercase(reason);
     static constexpr std::array<std::string_view, 7> kPhrases{
         "not enough space", "not enough room", "out of space",      "ran out of room",
         "disk is full",     "no space left",   "insufficient space"};

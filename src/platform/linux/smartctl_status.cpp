@@ -13,6 +13,7 @@
 
 #include "platform/linux/mount_info_field.h"
 #include "platform/linux/tool_process.h"
+#include "support/ascii_case.h"
 #include "support/atomic_file.h"
 
 namespace kestrow {
@@ -20,12 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
-
-std::string lowercase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 
 std::string trimmed(std::string text) {
     while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.pop_back();
@@ -175,10 +170,10 @@ std::optional<std::string> SmartctlStatus::diskOfNode(const fs::path& node, int 
 std::optional<SmartctlStatus::Mount> SmartctlStatus::mountWithUuid(const std::vector<Mount>& table,
                                                                    const std::string& uuid) const {
     std::error_code error;
-    const std::string wanted = lowercase(uuid);
+    const std::string wanted = asciiLowercase(uuid);
     for (fs::directory_iterator it(roots_.dev / "disk/by-uuid", error);
          !error && it != fs::directory_iterator(); it.increment(error)) {
-        if (lowercase(it->path().filename().string()) != wanted) continue;
+        if (asciiLowercase(it->path().filename().string()) != wanted) continue;
         std::error_code resolveError;
         const fs::path device = fs::canonical(it->path(), resolveError);
         if (resolveError) return std::nullopt;
