@@ -110,6 +110,8 @@ TEST(AlertCardsView, AFastGrowingFoldersButtonsNameItsFolder) {
     EXPECT_TRUE(
         testing::visibleTexts(*demo.cards)
             .contains(QStringLiteral("<b>This Mac's disk reports Failing &lt;soon&gt;</b>")));
+    ASSERT_TRUE(
+        demo.cards->grab().save(testing::screenshotPath(QStringLiteral("menu_alert_hog.png"))));
     QPushButton* quiet = demo.button(QStringLiteral("This is expected"));
     ASSERT_NE(quiet, nullptr);
     EXPECT_EQ(quiet->toolTip(), QStringLiteral("Quiet until it grows another 5 GB"));
