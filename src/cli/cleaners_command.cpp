@@ -9,6 +9,7 @@
 
 #include "app/settings/preference_accessors.h"
 #include "cli/cleaner_stack.h"
+#include "cli/command_application.h"
 #include "menu/cleaner_rows.h"
 #include "platform/linux/qt_main_executor.h"
 #include "platform/linux/system_clock.h"
@@ -34,15 +35,6 @@ bool parseFlags(const CommandContext& context, const char* command, const char* 
         *flag->second = true;
     }
     return true;
-}
-
-// The command line's own event loop, for the executors the cleaners answer on.
-std::unique_ptr<QCoreApplication> ensureApplication() {
-    static int argc = 1;
-    static char name[] = "kestrow";
-    static char* argv[] = {name, nullptr};
-    if (QCoreApplication::instance() != nullptr) return nullptr;
-    return std::make_unique<QCoreApplication>(argc, argv);
 }
 
 Json dateOrNull(const std::optional<WallTime>& date) {
@@ -117,7 +109,7 @@ int runCleanCommand(const CommandContext& context) {
     bool estimate = false;
     if (!parseFlags(context, "clean", kCleanUsage, {{"--json", &json}, {"--estimate", &estimate}}))
         return kExitUsage;
-    const auto app = ensureApplication();
+    const auto app = commandApplication();
     // Passes log their outcome; in a terminal only real trouble shows.
     StderrLogSink sink(LogLevel::error);
     const Logger log(sink, LogArea::general);

@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "cli/command_application.h"
 #include "insights/drive_health.h"
 #include "platform/linux/smartctl_status.h"
 #include "timemachine/preferences.h"
@@ -50,12 +51,7 @@ int runDriveHealthCommand(const CommandContext& context) {
         json = true;
     }
     // smartctl runs as a child process, which needs an application object.
-    static int argc = 1;
-    static char name[] = "kestrow";
-    static char* argv[] = {name, nullptr};
-    std::unique_ptr<QCoreApplication> app;
-    if (QCoreApplication::instance() == nullptr)
-        app = std::make_unique<QCoreApplication>(argc, argv);
+    const auto app = commandApplication();
 
     SmartctlStatus smart(SmartctlStatus::program(context.environment));
     const auto reading = DriveHealth::read(backupDestination(context.environment), smart);

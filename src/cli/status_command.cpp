@@ -10,6 +10,7 @@
 
 #include "cli/alert_sources.h"
 #include "cli/backup_stack.h"
+#include "cli/command_application.h"
 #include "cli/status_report.h"
 #include "platform/linux/journal_log_sink.h"
 #include "platform/linux/linux_widget_host.h"
@@ -57,12 +58,7 @@ int runStatusCommand(const CommandContext& context) {
         }
     }
 
-    static int argc = 1;
-    static char name[] = "kestrow";
-    static char* argv[] = {name, nullptr};
-    std::unique_ptr<QCoreApplication> app;
-    if (QCoreApplication::instance() == nullptr)
-        app = std::make_unique<QCoreApplication>(argc, argv);
+    const auto app = commandApplication();
 
     const auto sink = statusLogSink();
     const Logger log(*sink, LogArea::general);
