@@ -1,10 +1,10 @@
 #include "support/plist_value.h"
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
 #include <cstdlib>
 
+#include "support/binary_plist.h"
 #include "support/iso_date.h"
 
 namespace kestrow {
@@ -25,25 +25,13 @@ PlistValue everyKind() {
     });
 }
 
-std::string toBinary(const std::string& xml) {
-    plist_t node = nullptr;
-    plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &node);
-    char* bytes = nullptr;
-    std::uint32_t length = 0;
-    plist_to_bin(node, &bytes, &length);
-    std::string out(bytes, length);
-    plist_to_bin_free(bytes);
-    plist_free(node);
-    return out;
-}
-
 TEST(PlistValue, RoundTripsEveryKindThroughXmlAndBinaryKeepingTypesApart) {
     const PlistValue original = everyKind();
     const std::string xml = original.toXml();
     const auto fromXml = PlistValue::parse(xml);
     ASSERT_TRUE(fromXml);
     EXPECT_EQ(*fromXml, original);
-    const auto fromBinary = PlistValue::parse(toBinary(xml));
+    const auto fromBinary = PlistValue::parse(testing::binaryPlistFromXml(xml));
     ASSERT_TRUE(fromBinary);
     EXPECT_EQ(*fromBinary, original);
 
@@ -62,7 +50,7 @@ TEST(PlistValue, UnreadableInputGivesNothingAndNeverCrashes) {
     // Every truncation of a real file either fails or yields some value; none may crash.
     for (std::size_t cut = 0; cut < xml.size(); cut += 7)
         (void)PlistValue::parse(xml.substr(0, cut));
-    const std::string binary = toBinary(xml);
+    const std::string binary = testing::binaryPlistFromXml(xml);
     for (std::size_t cut = 0; cut < binary.size(); ++cut)
         (void)PlistValue::parse(binary.substr(0, cut));
     // Structure far deeper than any settings file is cut off rather than recursed into.

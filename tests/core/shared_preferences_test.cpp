@@ -9,18 +9,10 @@
 #include "app/settings/settings_keys.h"
 #include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
+#include "support/time_machine_fakes.h"
 
 namespace kestrow {
 namespace {
-
-class RecordingWidgets final : public WidgetHost {
-public:
-    std::vector<Process> runningWidgetProcesses() const override { return {}; }
-    void terminate(int) override {}
-    std::optional<WallTime> appBinaryReplaced() const override { return std::nullopt; }
-    void reloadTimelines(std::string_view kind) override { reloads.emplace_back(kind); }
-    std::vector<std::string> reloads;
-};
 
 // 2026-11-21T03:15:00Z, a whole second, as the shared store's XML keeps dates.
 const WallTime kAttempt = fromSecondsSinceReferenceDate(816923700.0);
@@ -53,7 +45,7 @@ protected:
     testing::TempFolder folder;
     testing::RecordingLogSink sink;
     SettingsStore store{folder / "group/shared.plist", Logger(sink, LogArea::general)};
-    RecordingWidgets widgets;
+    testing::RecordingWidgetHost widgets;
     SharedPreferences shared{store, widgets, Logger(sink, LogArea::general)};
 };
 

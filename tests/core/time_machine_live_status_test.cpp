@@ -1,12 +1,13 @@
 #include "timemachine/time_machine_live_status.h"
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
 #include <cmath>
 #include <limits>
 #include <string>
 #include <vector>
+
+#include "support/binary_plist.h"
 
 namespace kestrow {
 namespace {
@@ -22,22 +23,10 @@ std::string xmlPlist(const std::string& body) {
            body + "\n</plist>\n";
 }
 
-std::string toBinary(const std::string& xml) {
-    plist_t node = nullptr;
-    plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &node);
-    char* bytes = nullptr;
-    std::uint32_t length = 0;
-    plist_to_bin(node, &bytes, &length);
-    std::string out(bytes, length);
-    plist_to_bin_free(bytes);
-    plist_free(node);
-    return out;
-}
-
 // The same answer as XML and as a binary plist.
 std::vector<std::string> bothForms(const std::string& body) {
     const std::string xml = xmlPlist(body);
-    return {xml, toBinary(xml)};
+    return {xml, testing::binaryPlistFromXml(xml)};
 }
 
 const std::string kCopyingXml = xmlPlist(
@@ -88,7 +77,8 @@ const std::string kOddBinary = std::string(
     172);
 
 TEST(TimeMachineLiveStatus, ReadsARealCopyingAnswerInEveryForm) {
-    for (const auto& output : {kCopyingXml, toBinary(kCopyingXml), kCopyingBinary}) {
+    for (const auto& output :
+         {kCopyingXml, testing::binaryPlistFromXml(kCopyingXml), kCopyingBinary}) {
         const Live live = Live::from(output);
         EXPECT_TRUE(live.running);
         EXPECT_EQ(live.phase, "Copying");
@@ -158,7 +148,8 @@ TEST(TimeMachineLiveStatus, UnreadableOutputIsNotRunning) {
         "bplist00\x01\x02",
         "Running = 1;",
         xmlPlist("<array><dict><key>Running</key><integer>1</integer></dict></array>"),
-        toBinary(xmlPlist("<array><dict><key>Running</key><integer>1</integer></dict></array>")),
+        testing::binaryPlistFromXml(
+            xmlPlist("<array><dict><key>Running</key><integer>1</integer></dict></array>")),
         xmlPlist("<string>Running</string>")};
     // Cut inside the dictionary (XML) or anywhere before the trailer (binary).
     const auto dictEnd = kCopyingXml.rfind("</dict>");
