@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/wait.h>
 
 #include <nlohmann/json.hpp>
 
@@ -13,6 +12,7 @@
 #include "cleaners/free_up_summary.h"
 #include "support/atomic_file.h"
 #include "support/byte_count_format.h"
+#include "support/shell_command.h"
 #include "support/temp_folder.h"
 
 extern "C" char** environ;
@@ -30,13 +30,9 @@ protected:
                                     (home / ".cache").string() + "' XDG_DATA_HOME='" +
                                     (home / ".local/share").string() + "' '" + binary + "' " +
                                     args + " 2>&1";
-        FILE* pipe = ::popen(command.c_str(), "r");
-        std::string output;
-        char buffer[4096];
-        while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) output += buffer;
-        const int code = ::pclose(pipe);
-        if (status != nullptr) *status = WIFEXITED(code) ? WEXITSTATUS(code) : -1;
-        return output;
+        auto shell = testing::runShell(command);
+        if (status != nullptr) *status = shell.status;
+        return std::move(shell.out);
     }
     nlohmann::json json(const std::string& args) const {
         return nlohmann::json::parse(run(args + " --json"), nullptr, false);

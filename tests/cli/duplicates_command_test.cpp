@@ -1,7 +1,6 @@
 // `kestrow duplicates` as a process on a temporary home: what it prints where, and what it moves
 // to the real Trash.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <nlohmann/json.hpp>
 
@@ -10,6 +9,7 @@
 #include <random>
 
 #include "support/iso_date.h"
+#include "support/shell_command.h"
 #include "support/temp_folder.h"
 
 namespace kestrow {
@@ -34,12 +34,8 @@ protected:
                                     (home / ".config").string() + "' XDG_DATA_HOME='" +
                                     (home / ".local/share").string() + "' '" + binary +
                                     "' duplicates " + args + " 2>'" + errFile.string() + "'";
-        FILE* pipe = ::popen(command.c_str(), "r");
-        Output result;
-        char buffer[4096];
-        while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) result.out += buffer;
-        const int code = ::pclose(pipe);
-        result.status = WIFEXITED(code) ? WEXITSTATUS(code) : -1;
+        const auto shell = testing::runShell(command);
+        Output result{shell.out, "", shell.status};
         std::ifstream in(errFile);
         result.err.assign(std::istreambuf_iterator<char>(in), {});
         return result;

@@ -1,7 +1,6 @@
 // The insight commands: `drive-health` as the real binary with a real (fake) smartctl process,
 // `unused-apps` and `startup-items` in-process against folders of their own.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <nlohmann/json.hpp>
 
@@ -16,6 +15,7 @@
 #include "support/atomic_file.h"
 #include "support/iso_date.h"
 #include "support/plist_value.h"
+#include "support/shell_command.h"
 #include "support/temp_folder.h"
 
 namespace kestrow {
@@ -44,13 +44,8 @@ protected:
             (home / ".config").string() + "' KESTROW_TM_PLIST='" + (home / "tm.plist").string() +
             "' KESTROW_SMARTCTL='" + KESTROW_FAKE_SMARTCTL_PATH + "' FAKE_SMARTCTL_DIR='" +
             (home / "smartctl").string() + "' '" + binary + "' drive-health " + args + " 2>&1";
-        FILE* pipe = ::popen(command.c_str(), "r");
-        Outcome result;
-        char buffer[4096];
-        while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) result.out += buffer;
-        const int status = ::pclose(pipe);
-        result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return result;
+        const auto shell = testing::runShell(command);
+        return {shell.status, shell.out};
     }
     json runJson() const {
         const Outcome r = run("--json");

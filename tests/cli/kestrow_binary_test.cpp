@@ -1,11 +1,11 @@
 // Runs the real `kestrow` executable, as scripts and users do.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#include "support/shell_command.h"
 #include "support/temp_folder.h"
 
 namespace kestrow {
@@ -24,12 +24,8 @@ Result runKestrow(const testing::TempFolder& home, const std::string& args,
                                 (home / ".config").string() + "' XDG_RUNTIME_DIR='" +
                                 (home / "run").string() + "' " + env + " '" + binary + "' " + args +
                                 " 2>&1";
-    FILE* pipe = ::popen(command.c_str(), "r");
-    std::string output;
-    char buffer[4096];
-    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) output += buffer;
-    const int status = ::pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+    const auto shell = testing::runShell(command);
+    return {shell.status, shell.out};
 }
 
 TEST(KestrowBinary, UnknownInputGetsUsageAndStatusTwo) {

@@ -1,6 +1,5 @@
 // `kestrow sizes` as a script runs it: the real binary on a real tree, checked against du.
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -13,6 +12,7 @@
 #include <sstream>
 
 #include "support/atomic_file.h"
+#include "support/shell_command.h"
 #include "support/temp_folder.h"
 
 namespace kestrow {
@@ -43,14 +43,8 @@ protected:
         const auto err = temp / "stderr.txt";
         const std::string command =
             prefix + " '" + binary + "' sizes " + args + " 2>'" + err.string() + "'";
-        FILE* pipe = ::popen(command.c_str(), "r");
-        Outcome result;
-        char buffer[4096];
-        for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-            result.out.append(buffer, n);
-        }
-        const int status = ::pclose(pipe);
-        result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        const auto shell = testing::runShell(command);
+        Outcome result{shell.status, shell.out, ""};
         result.err = readFile(err).value_or("");
         return result;
     }
@@ -73,14 +67,8 @@ protected:
 
     static std::map<std::string, std::int64_t> du(const std::string& args) {
         std::map<std::string, std::int64_t> sizes;
-        FILE* pipe = ::popen(("du -B1 " + args).c_str(), "r");
-        std::string output;
-        char buffer[4096];
-        for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-            output.append(buffer, n);
-        }
-        ::pclose(pipe);
-        for (const auto& [path, bytes] : lines(output)) sizes[path] = bytes;
+        for (const auto& [path, bytes] : lines(testing::runShell("du -B1 " + args).out))
+            sizes[path] = bytes;
         return sizes;
     }
 

@@ -1,7 +1,6 @@
 // `kestrow status` as a status bar runs it: the real binary, a real settings plist, and a real
 // (fake) Time Machine tool process.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <nlohmann/json.hpp>
 
@@ -13,6 +12,7 @@
 #include "insights/hog_store.h"
 #include "support/atomic_file.h"
 #include "support/plist_value.h"
+#include "support/shell_command.h"
 #include "support/temp_folder.h"
 
 namespace kestrow {
@@ -42,12 +42,8 @@ protected:
             (settingsFile.empty() ? (home / "tm.plist").string() : settingsFile) +
             "' KESTROW_TMUTIL='" + KESTROW_FAKE_TMUTIL_PATH + "' FAKE_TMUTIL_DIR='" +
             (home / "fake").string() + "' '" + binary + "' " + args + " 2>'" + err.string() + "'";
-        FILE* pipe = ::popen(command.c_str(), "r");
-        Outcome result;
-        char buffer[4096];
-        while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) result.out += buffer;
-        const int status = ::pclose(pipe);
-        result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        const auto shell = testing::runShell(command);
+        Outcome result{shell.status, shell.out, ""};
         result.err = readFile(err).value_or("");
         return result;
     }

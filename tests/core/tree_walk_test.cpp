@@ -5,7 +5,6 @@
 #include <grp.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -15,6 +14,7 @@
 #include <optional>
 #include <sstream>
 
+#include "support/shell_command.h"
 #include "support/temp_folder.h"
 #include "support/unprivileged_child.h"
 
@@ -29,13 +29,7 @@ using Sizes = std::map<std::string, std::int64_t>;
 Sizes duSizes(const std::vector<fs::path>& roots, const std::string& flags = "") {
     std::string command = "du -B1 -0 " + flags;
     for (const auto& root : roots) command += " '" + root.string() + "'";
-    FILE* pipe = ::popen((command + " 2>/dev/null").c_str(), "r");
-    std::string output;
-    char buffer[4096];
-    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-        output.append(buffer, n);
-    }
-    ::pclose(pipe);
+    const std::string output = testing::runShell(command + " 2>/dev/null").out;
     Sizes sizes;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line, '\0');) {
