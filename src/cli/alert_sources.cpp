@@ -16,9 +16,8 @@ std::function<std::optional<std::int64_t>()> AlertSources::homeFreeBytes(
 
 std::vector<MenuAlert> AlertSources::oneShot(BackupStatusModel& model, SettingsStore& standardStore,
                                              const UserLocations& folders, bool demo) {
-    const MenuAlertFeed feed(
+    MenuAlertFacts facts = MenuAlertFeed::collect(
         {model, standardStore, nullptr, nullptr, homeFreeBytes(demo, folders.home)});
-    MenuAlertFacts facts = feed.facts();
     facts.settingsReadable = true;
     if (!demo) {
         auto hogs = HogWatch::latest(HogStore(HogStore::folderIn(folders)).load(),

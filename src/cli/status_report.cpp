@@ -47,7 +47,7 @@ std::string capitalised(std::string_view word) {
 
 Json alertsJson(const std::vector<MenuAlert>& alerts) {
     Json list = Json::array();
-    for (const MenuAlert& alert : MenuAlerts::split(alerts, true).shown) {
+    for (const MenuAlert& alert : MenuAlerts::ordered(alerts)) {
         const MenuAlertText text = MenuAlertText::of(alert.kind);
         Json entry = {
             {"kind", alert.kind.name()},
@@ -119,7 +119,7 @@ std::string statusText(const BackupStatusModel& model, const std::vector<MenuAle
                                 entry.succeeded ? "backed up" : "did not complete");
         }
     }
-    const auto ordered = MenuAlerts::split(alerts, true).shown;
+    const auto ordered = MenuAlerts::ordered(alerts);
     if (!ordered.empty()) text += "Alerts:\n";
     for (const MenuAlert& alert : ordered) {
         const MenuAlertText words = MenuAlertText::of(alert.kind);

@@ -60,11 +60,7 @@ std::vector<MenuAlertKind> MenuAlertOrder::ordered(std::vector<MenuAlertKind> ki
 MenuAlertOrder::Split MenuAlertOrder::split(std::vector<MenuAlertKind> kinds, bool showAll) {
     Split result;
     result.shown = ordered(std::move(kinds));
-    if (!showAll && result.shown.size() > kCollapsedCount) {
-        const auto cut = result.shown.begin() + static_cast<std::ptrdiff_t>(kCollapsedCount);
-        result.hidden.assign(cut, result.shown.end());
-        result.shown.erase(cut, result.shown.end());
-    }
+    collapse(result.shown, result.hidden, showAll);
     return result;
 }
 

@@ -70,6 +70,14 @@ struct MenuAlertOrder {
     static std::vector<std::size_t> positions(const std::vector<MenuAlertKind>& kinds);
     // The first two unless all are asked for.
     static Split split(std::vector<MenuAlertKind> kinds, bool showAll);
+    // Moves what `split` hides from the end of `shown`, already in order, to `hidden`.
+    template <typename T>
+    static void collapse(std::vector<T>& shown, std::vector<T>& hidden, bool showAll) {
+        if (showAll || shown.size() <= kCollapsedCount) return;
+        const auto cut = shown.begin() + static_cast<std::ptrdiff_t>(kCollapsedCount);
+        hidden.assign(cut, shown.end());
+        shown.erase(cut, shown.end());
+    }
     // The control under the cards: nothing with nothing to hide or show again.
     static std::optional<std::string> toggleLabel(const Split& split, bool showAll);
     static std::optional<std::string> toggleLabel(std::size_t shown, std::size_t hidden,

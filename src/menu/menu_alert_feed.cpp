@@ -26,21 +26,26 @@ MenuAlertFeed::MenuAlertFeed(Dependencies dependencies)
 
 MenuAlertFeed::~MenuAlertFeed() = default;
 
-MenuAlertFacts MenuAlertFeed::facts() const {
+MenuAlertFacts MenuAlertFeed::collect(const Dependencies& d) {
     MenuAlertFacts facts;
+    if (d.driveHealth != nullptr) facts.driveHealth = d.driveHealth->health.get();
+    if (d.hogWatch != nullptr) {
+        facts.hogs = d.hogWatch->alerts().get();
+        facts.daysUntilFull = d.hogWatch->daysUntilFull().get();
+    }
+    if (d.freeBytes) facts.freeBytes = d.freeBytes();
+    facts.destination = d.backup.destination();
+    facts.automaticBackups = d.backup.automaticBackups();
+    facts.nightlyBackupEnabled = StandardSettings(d.standardStore).nightlyBackupEnabled();
+    facts.lastAttemptFailed = d.backup.verdict.get().lastAttemptFailed;
+    facts.failureReason = d.backup.failureReason.get();
+    return facts;
+}
+
+MenuAlertFacts MenuAlertFeed::facts() const {
+    MenuAlertFacts facts = collect(d_);
     facts.settingsReadable = settingsReadable_;
     facts.localNetworkRefused = localNetworkRefused_;
-    if (d_.driveHealth != nullptr) facts.driveHealth = d_.driveHealth->health.get();
-    if (d_.hogWatch != nullptr) {
-        facts.hogs = d_.hogWatch->alerts().get();
-        facts.daysUntilFull = d_.hogWatch->daysUntilFull().get();
-    }
-    if (d_.freeBytes) facts.freeBytes = d_.freeBytes();
-    facts.destination = d_.backup.destination();
-    facts.automaticBackups = d_.backup.automaticBackups();
-    facts.nightlyBackupEnabled = StandardSettings(d_.standardStore).nightlyBackupEnabled();
-    facts.lastAttemptFailed = d_.backup.verdict.get().lastAttemptFailed;
-    facts.failureReason = d_.backup.failureReason.get();
     return facts;
 }
 

@@ -51,6 +51,9 @@ public:
     void quiet(const std::string& folder);
 
     MenuAlertFacts facts() const;
+    // What the owners in `d` say now, without following them: for a one-shot report. The
+    // settings' readability and Local Network are left unknown.
+    static MenuAlertFacts collect(const Dependencies& d);
 
 private:
     struct Subscriptions;

@@ -76,14 +76,18 @@ std::vector<MenuAlertKind> MenuAlerts::kinds(const std::vector<MenuAlert>& alert
     return result;
 }
 
+std::vector<MenuAlert> MenuAlerts::ordered(const std::vector<MenuAlert>& alerts) {
+    std::vector<MenuAlert> result;
+    result.reserve(alerts.size());
+    for (std::size_t position : MenuAlertOrder::positions(kinds(alerts)))
+        result.push_back(alerts[position]);
+    return result;
+}
+
 MenuAlerts::Split MenuAlerts::split(const std::vector<MenuAlert>& alerts, bool showAll) {
     Split result;
-    for (std::size_t position : MenuAlertOrder::positions(kinds(alerts))) {
-        auto& into = showAll || result.shown.size() < MenuAlertOrder::kCollapsedCount
-                         ? result.shown
-                         : result.hidden;
-        into.push_back(alerts[position]);
-    }
+    result.shown = ordered(alerts);
+    MenuAlertOrder::collapse(result.shown, result.hidden, showAll);
     return result;
 }
 

@@ -65,6 +65,7 @@ struct MenuAlerts {
         bool operator==(const Split&) const = default;
     };
     // MenuAlertOrder's order and collapse for alerts that carry their folder.
+    static std::vector<MenuAlert> ordered(const std::vector<MenuAlert>& alerts);
     static Split split(const std::vector<MenuAlert>& alerts, bool showAll);
     static std::vector<MenuAlertKind> kinds(const std::vector<MenuAlert>& alerts);
 };
