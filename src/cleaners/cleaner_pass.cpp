@@ -127,7 +127,7 @@ ReclaimReport CleanerPass::runAllOn(const std::vector<const Cleaner*>& cleaners,
                     },
                     [&processes] { return processes.current(); });
             },
-            [&trash](const std::filesystem::path& item) { return trash.moveToTrash(item); });
+            [&trash](const std::filesystem::path& item) { return trash.moveByPath(item); });
     } catch (const std::exception& error) {
         ReclaimReport report;
         report.failures.push_back(fmt::format("the pass stopped: {}", error.what()));

@@ -65,7 +65,7 @@ DuplicateTrashReport trashDuplicates(const std::set<std::string>& selected,
                 ++report.skipped;
                 continue;
             }
-            if (const auto failure = trash.moveToTrash(file->path)) {
+            if (const auto failure = trash.moveByPath(file->path)) {
                 report.failures.push_back(file->path + ": " + *failure);
                 continue;
             }

@@ -36,7 +36,7 @@ public:
     std::vector<fs::path> moved;
     std::optional<std::string> refuse;  // answer every call with this instead
 
-    std::optional<std::string> moveToTrash(const fs::path& item) override {
+    std::optional<std::string> moveByPath(const fs::path& item) override {
         if (refuse) return refuse;
         std::error_code error;
         fs::create_directories(folder_, error);

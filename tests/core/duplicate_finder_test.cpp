@@ -42,7 +42,7 @@ public:
     explicit FolderTrash(fs::path folder) : folder_(std::move(folder)) {
         fs::create_directories(folder_);
     }
-    std::optional<std::string> moveToTrash(const fs::path& item) override {
+    std::optional<std::string> moveByPath(const fs::path& item) override {
         std::error_code error;
         fs::rename(item, folder_ / std::to_string(moved.size()), error);
         if (error) return error.message();

@@ -327,7 +327,7 @@ TEST_F(MaintenanceCleanerTest, CleanersOnDiskRunsThePassOnTheWorker) {
     struct MovingTrash final : Trash {
         fs::path folder;
         std::vector<fs::path> moved;
-        std::optional<std::string> moveToTrash(const fs::path& item) override {
+        std::optional<std::string> moveByPath(const fs::path& item) override {
             fs::create_directories(folder);
             std::error_code error;
             fs::rename(item, folder / std::to_string(moved.size()), error);

@@ -119,7 +119,7 @@ TEST_F(GioTrashTest, OddNamesAreMovedIntoTheHomeTrashAndCanBePutBack) {
 
     for (const fs::path& item : {file, folder}) {
         const ino_t inode = inodeOf(item);
-        ASSERT_EQ(trash_.moveToTrash(item), std::nullopt) << item;
+        ASSERT_EQ(trash_.moveByPath(item), std::nullopt) << item;
         EXPECT_FALSE(isThere(item)) << item;
 
         const auto entry = entryFor(homeTrash(), item);
@@ -153,7 +153,7 @@ TEST_F(GioTrashTest, LinksAreTrashedThemselvesAndTheirTargetsStay) {
     // A trailing slash would make the system follow the link; here it still names the link.
     for (const fs::path& link :
          {items_ / "link", fs::path((items_ / "slashed").string() + "/"), items_ / "dangling"}) {
-        ASSERT_EQ(trash_.moveToTrash(link), std::nullopt) << link;
+        ASSERT_EQ(trash_.moveByPath(link), std::nullopt) << link;
         const fs::path original = link.has_filename() ? link : link.parent_path();
         EXPECT_FALSE(isThere(original)) << link;
         const auto entry = entryFor(homeTrash(), original);
@@ -165,7 +165,7 @@ TEST_F(GioTrashTest, LinksAreTrashedThemselvesAndTheirTargetsStay) {
 }
 
 TEST_F(GioTrashTest, AMissingItemFailsOnOneReadableLineAndLeavesNoEntry) {
-    const auto reason = trash_.moveToTrash(items_ / "gone\nmissing.txt");
+    const auto reason = trash_.moveByPath(items_ / "gone\nmissing.txt");
     ASSERT_TRUE(reason);
     EXPECT_NE(reason->find("gone"), std::string::npos) << *reason;
     EXPECT_NE(reason->find("No such file"), std::string::npos) << *reason;
@@ -173,14 +173,14 @@ TEST_F(GioTrashTest, AMissingItemFailsOnOneReadableLineAndLeavesNoEntry) {
     EXPECT_TRUE(entriesOf(homeTrash()).empty());
     EXPECT_FALSE(isThere(homeTrash() / "files" / "gone\nmissing.txt"));
 
-    EXPECT_TRUE(trash_.moveToTrash(""));
+    EXPECT_TRUE(trash_.moveByPath(""));
 }
 
 TEST_F(GioTrashTest, TheSameNameTwiceMakesTwoEntries) {
     const fs::path item = items_ / "twice.txt";
     for (const std::string content : {"first", "second"}) {
         write(item, content);
-        ASSERT_EQ(trash_.moveToTrash(item), std::nullopt);
+        ASSERT_EQ(trash_.moveByPath(item), std::nullopt);
     }
     const auto entries = entriesOf(homeTrash());
     ASSERT_EQ(entries.size(), 2u);
@@ -200,14 +200,14 @@ TEST_F(GioTrashTest, TheHomeTrashIsRemadeWhereXdgDataHomeFirstPointed) {
     const fs::path firstDataHome = dataHome();
     const fs::path early = items_ / "early.txt";
     write(early, "early");
-    ASSERT_EQ(trash_.moveToTrash(early), std::nullopt);
+    ASSERT_EQ(trash_.moveByPath(early), std::nullopt);
 
     fs::remove_all(firstDataHome);
     const fs::path elsewhere = items_ / "elsewhere";
     ::setenv("XDG_DATA_HOME", elsewhere.c_str(), 1);
     const fs::path late = items_ / "late.txt";
     write(late, "late");
-    const auto reason = trash_.moveToTrash(late);
+    const auto reason = trash_.moveByPath(late);
     ::setenv("XDG_DATA_HOME", firstDataHome.c_str(), 1);
     ASSERT_EQ(reason, std::nullopt);
 
@@ -246,7 +246,7 @@ TEST_F(GioTrashTest, AnItemOnAnotherVolumeGoesToThatVolumesTrashAndIsNeverCopied
     const fs::path item = topdir / "sub" / "a b.txt";
     write(item, "on the volume");
     const ino_t inode = inodeOf(item);
-    ASSERT_EQ(trash_.moveToTrash(item), std::nullopt);
+    ASSERT_EQ(trash_.moveByPath(item), std::nullopt);
     EXPECT_FALSE(isThere(item));
     const auto entry = entryFor(volumeTrash, item, topdir);
     ASSERT_TRUE(entry);
@@ -261,7 +261,7 @@ TEST_F(GioTrashTest, AnItemOnAnotherVolumeGoesToThatVolumesTrashAndIsNeverCopied
     const fs::path stuck = topdir / "stuck.txt";
     write(stuck, "stays");
     const ino_t stuckInode = inodeOf(stuck);
-    const auto reason = trash_.moveToTrash(stuck);
+    const auto reason = trash_.moveByPath(stuck);
     ASSERT_TRUE(reason);
     EXPECT_FALSE(reason->empty());
     EXPECT_EQ(inodeOf(stuck), stuckInode);

@@ -29,7 +29,7 @@ std::string noise(std::size_t size, unsigned seed) {
 
 class RecordingTrash final : public Trash {
 public:
-    std::optional<std::string> moveToTrash(const fs::path& item) override {
+    std::optional<std::string> moveByPath(const fs::path& item) override {
         std::error_code error;
         fs::remove(item, error);
         moved.push_back(item.string());

@@ -34,7 +34,7 @@ void DemoCaches::seed() const {
     writeBlob(folders_.cacheHome / "google-chrome/Default/Cache/demo", 2 * 1024 * 1024);
 }
 
-std::optional<std::string> DemoCaches::moveToTrash(const std::filesystem::path& item) {
+std::optional<std::string> DemoCaches::moveByPath(const std::filesystem::path& item) {
     std::error_code ec;
     const auto trash = folder_ / "Trash";
     std::filesystem::create_directories(trash, ec);

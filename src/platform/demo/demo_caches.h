@@ -21,7 +21,7 @@ public:
     // Puts the caches in place again (after an earlier demo took them).
     void seed() const;
 
-    std::optional<std::string> moveToTrash(const std::filesystem::path& item) override;
+    std::optional<std::string> moveByPath(const std::filesystem::path& item) override;
 
 private:
     std::filesystem::path folder_;

@@ -34,7 +34,7 @@ std::string oneLine(std::string_view text) {
 
 }  // namespace
 
-std::optional<std::string> GioTrash::moveToTrash(const std::filesystem::path& item) {
+std::optional<std::string> GioTrash::moveByPath(const std::filesystem::path& item) {
     // An empty path would name the current folder.
     if (item.empty()) return "No item was named to move to the Trash";
     // The local implementation directly: the default one may load modules and reach for the

@@ -18,7 +18,7 @@ namespace kestrow {
 // are not seen.
 class GioTrash final : public Trash {
 public:
-    std::optional<std::string> moveToTrash(const std::filesystem::path& item) override;
+    std::optional<std::string> moveByPath(const std::filesystem::path& item) override;
 };
 
 }  // namespace kestrow
