@@ -72,6 +72,7 @@ CleanerDiscovery BrowserCacheTargets::discover(const fs::path& configHome,
         if (error) return CleanerPath::failedDiscovery(root, error);
     }
     std::sort(found.targets.begin(), found.targets.end());
+    if (!found.targets.empty()) found.anchors.push_back(configHome);
     return found;
 }
 

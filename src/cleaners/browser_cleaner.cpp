@@ -26,6 +26,7 @@ CleanerDiscovery BrowserCleaner::discover() const {
             found.targets.push_back(target);
         }
     }
+    if (!caches.targets.empty()) found.anchors.push_back(*cacheHome_);
     return found;
 }
 

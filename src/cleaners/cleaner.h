@@ -21,6 +21,10 @@ struct CleanerDiscovery {
     };
     std::vector<std::filesystem::path> targets;
     std::optional<Error> error;  // discovery stopped; `targets` holds nothing then
+    // The folders the targets were found under (the home, a cache or configuration root). They
+    // are trusted as the kernel resolves them; below them, every folder on the way to a target
+    // must be a real folder, and the move is made through them.
+    std::vector<std::filesystem::path> anchors;
     bool operator==(const CleanerDiscovery&) const = default;
 };
 

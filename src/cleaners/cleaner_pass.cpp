@@ -1,5 +1,7 @@
 #include "cleaners/cleaner_pass.h"
 
+#include <sys/stat.h>
+
 #include <exception>
 
 #include <fmt/ranges.h>
@@ -15,10 +17,10 @@ CleanerDiscovery discoverGuarded(const Cleaner& cleaner) {
     try {
         return cleaner.discover();
     } catch (const std::exception& error) {
-        return CleanerDiscovery{{}, CleanerDiscovery::Error{PathStatus::failed, error.what()}};
+        return CleanerDiscovery{{}, CleanerDiscovery::Error{PathStatus::failed, error.what()}, {}};
     } catch (...) {
-        return CleanerDiscovery{{},
-                                CleanerDiscovery::Error{PathStatus::failed, "discovery failed"}};
+        return CleanerDiscovery{
+            {}, CleanerDiscovery::Error{PathStatus::failed, "discovery failed"}, {}};
     }
 }
 
@@ -40,14 +42,42 @@ bool reclaimableGuarded(const Cleaner& cleaner, const std::filesystem::path& tar
 }
 
 std::optional<std::string> trashGuarded(const CleanerPass::Trash& trash,
-                                        const std::filesystem::path& target) {
+                                        const TrashRequest& request) {
     try {
-        return trash(target);
+        return trash(request);
     } catch (const std::exception& error) {
         return std::string(error.what());
     } catch (...) {
-        return std::string("could not move ") + target.string() + " to the Trash";
+        return std::string("could not move ") + request.item.string() + " to the Trash";
     }
+}
+
+// The cleaner's own check, and the one every cleaner shares: the target lies below one of the
+// discovery's anchors through real folders only, so no link on the way can point it elsewhere.
+std::optional<std::filesystem::path> checkedAnchor(const Cleaner& cleaner,
+                                                   const CleanerDiscovery& discovery,
+                                                   const std::filesystem::path& target) {
+    if (!reclaimableGuarded(cleaner, target)) return std::nullopt;
+    const auto anchor = CleanerPath::anchorOf(discovery.anchors, target);
+    if (!anchor || !CleanerPath::isRealFolderPath(*anchor, target)) return std::nullopt;
+    return anchor;
+}
+
+// What the target is now, for the Trash to compare with what it is about to move.
+std::optional<TrashItemIdentity> identityOf(const std::filesystem::path& target) {
+    struct stat info {};
+    if (::lstat(target.c_str(), &info) != 0) return std::nullopt;
+    TrashItemIdentity identity;
+    if (S_ISDIR(info.st_mode)) {
+        identity.kind = TrashItemIdentity::Kind::directory;
+    } else if (S_ISREG(info.st_mode)) {
+        identity.size = static_cast<std::int64_t>(info.st_size);
+    } else {
+        return std::nullopt;
+    }
+    identity.device = static_cast<std::uint64_t>(info.st_dev);
+    identity.inode = static_cast<std::uint64_t>(info.st_ino);
+    return identity;
 }
 
 }  // namespace
@@ -72,17 +102,20 @@ CleanerOutcome CleanerPass::run(const Cleaner& cleaner, const IsRunning& isRunni
     }
     for (const std::filesystem::path& target : targets) {
         const std::string refused = name + ": refused " + target.string();
-        if (!reclaimableGuarded(cleaner, target)) {
+        const auto anchor = checkedAnchor(cleaner, discovery, target);
+        const auto identity = anchor ? identityOf(target) : std::nullopt;
+        if (!identity) {
             outcome.failures.push_back(refused);
             continue;
         }
         const std::int64_t bytes = CleanerPath::byteSizeCounting(target).bytes;
-        // Measuring takes time; whatever sits at the path now is what gets moved.
-        if (!reclaimableGuarded(cleaner, target)) {
+        // Measuring takes time; the move goes ahead only for the object checked and measured.
+        if (!checkedAnchor(cleaner, discovery, target)) {
             outcome.failures.push_back(refused);
             continue;
         }
-        if (const std::optional<std::string> error = trashGuarded(trash, target)) {
+        if (const std::optional<std::string> error =
+                trashGuarded(trash, TrashRequest{*anchor, target, *identity})) {
             outcome.failures.push_back(name + ": " + *error);
             continue;
         }
@@ -127,7 +160,11 @@ ReclaimReport CleanerPass::runAllOn(const std::vector<const Cleaner*>& cleaners,
                     },
                     [&processes] { return processes.current(); });
             },
-            [&trash](const std::filesystem::path& item) { return trash.moveByPath(item); });
+            [&trash](const TrashRequest& request) -> std::optional<std::string> {
+                TrashMove move = trash.moveToTrash(request);
+                if (move.ok()) return std::nullopt;
+                return move.failure;
+            });
     } catch (const std::exception& error) {
         ReclaimReport report;
         report.failures.push_back(fmt::format("the pass stopped: {}", error.what()));

@@ -43,8 +43,9 @@ struct ReclaimReport {
 // owner runs, re-check every target right before moving it, and move, never delete.
 struct CleanerPass {
     using IsRunning = std::function<bool(const CleanerOwner&)>;
-    // Moves one item to the Trash; nothing on success, else a readable reason.
-    using Trash = std::function<std::optional<std::string>(const std::filesystem::path&)>;
+    // Moves one checked item to the Trash through its anchor, and only when it is still the
+    // object that was checked; nothing on success, else a readable reason.
+    using Trash = std::function<std::optional<std::string>(const TrashRequest&)>;
 
     static CleanerOutcome run(const Cleaner& cleaner, const IsRunning& isRunning,
                               const Trash& trash);

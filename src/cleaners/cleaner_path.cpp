@@ -6,9 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <utility>
 
 namespace kestrow {
@@ -61,9 +61,28 @@ class SizeWalk {
 public:
     CleanerPath::Size size;
 
+    explicit SizeWalk(dev_t device) : device_(device) {}
+
+    // Another file system mounted inside (a file bind-mounted too) is not moved with the
+    // folder, and a file linked from outside stays on the disk: neither gives anything back.
     void addFile(const struct stat& info) {
-        if (info.st_nlink > 1 && !multiplyLinked_.emplace(info.st_dev, info.st_ino).second) return;
-        size.bytes += static_cast<std::int64_t>(info.st_blocks) * 512;
+        if (info.st_dev != device_) return;
+        const auto bytes = static_cast<std::int64_t>(info.st_blocks) * 512;
+        if (info.st_nlink <= 1) {
+            size.bytes += bytes;
+            return;
+        }
+        Linked& linked = multiplyLinked_[info.st_ino];
+        linked.bytes = bytes;
+        linked.links = info.st_nlink;
+        ++linked.seen;
+    }
+
+    // The files with several links count once all their links were met inside.
+    void finish() {
+        for (const auto& [inode, linked] : multiplyLinked_) {
+            if (linked.seen >= linked.links) size.bytes += linked.bytes;
+        }
     }
 
     // Walks the directory open as `fd` (taken over) depth first, one open handle per level.
@@ -89,6 +108,7 @@ public:
             if (S_ISREG(info.st_mode)) {
                 addFile(info);
             } else if (S_ISDIR(info.st_mode)) {
+                if (info.st_dev != device_) continue;
                 if (levels.size() >= kMaxOpenLevels) {
                     ++size.skipped;
                     continue;
@@ -105,7 +125,13 @@ public:
     }
 
 private:
-    std::set<std::pair<dev_t, ino_t>> multiplyLinked_;
+    struct Linked {
+        std::int64_t bytes = 0;
+        nlink_t links = 0;
+        nlink_t seen = 0;
+    };
+    dev_t device_;
+    std::map<ino_t, Linked> multiplyLinked_;
 
     bool push(std::vector<DirHandle>& levels, int fd) {
         DirHandle dir(::fdopendir(fd));
@@ -170,7 +196,7 @@ CleanerDiscovery CleanerPath::discoverLeaf(const std::filesystem::path& base,
     const int fd = ::open(leaf.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) return failedDiscovery(leaf, std::error_code(errno, std::generic_category()));
     ::close(fd);
-    return CleanerDiscovery{{leaf}, std::nullopt};
+    return CleanerDiscovery{{leaf}, std::nullopt, {base}};
 }
 
 PathStatus CleanerPath::status(const std::filesystem::path& path) {
@@ -195,18 +221,19 @@ CleanerDiscovery CleanerPath::failedDiscovery(const std::filesystem::path& path,
     const PathStatus kind = status(error);
     // A folder that is not there is simply not a target.
     if (kind == PathStatus::absent || kind == PathStatus::usable) return {};
-    return CleanerDiscovery{{},
-                            CleanerDiscovery::Error{kind, path.string() + ": " + error.message()}};
+    return CleanerDiscovery{
+        {}, CleanerDiscovery::Error{kind, path.string() + ": " + error.message()}, {}};
 }
 
 CleanerPath::Size CleanerPath::byteSizeCounting(const std::filesystem::path& path) {
-    SizeWalk walk;
+    Size size;
+    struct stat info {};
+    if (path.empty() || ::lstat(path.c_str(), &info) != 0) {
+        if (path.empty() || errno != ENOENT) ++size.skipped;
+        return size;
+    }
+    SizeWalk walk(info.st_dev);
     try {
-        struct stat info {};
-        if (path.empty() || ::lstat(path.c_str(), &info) != 0) {
-            if (path.empty() || errno != ENOENT) ++walk.size.skipped;
-            return walk.size;
-        }
         if (S_ISREG(info.st_mode)) {
             walk.addFile(info);
         } else if (S_ISDIR(info.st_mode)) {
@@ -217,11 +244,49 @@ CleanerPath::Size CleanerPath::byteSizeCounting(const std::filesystem::path& pat
             }
             walk.walk(fd);
         }
+        walk.finish();
     } catch (...) {
         // Only running out of memory for the linked-inode set gets here: what was counted stands.
         ++walk.size.skipped;
     }
     return walk.size;
+}
+
+std::optional<std::filesystem::path> CleanerPath::anchorOf(
+    const std::vector<std::filesystem::path>& anchors, const std::filesystem::path& target) {
+    std::optional<std::filesystem::path> best;
+    for (const std::filesystem::path& anchor : anchors) {
+        std::string_view base = anchor.native();
+        while (base.size() > 1 && base.back() == '/') base.remove_suffix(1);
+        const std::string_view text = target.native();
+        const bool below = base == "/" ? text.size() > 1 && text.front() == '/'
+                                       : text.size() > base.size() + 1 && text.starts_with(base) &&
+                                             text[base.size()] == '/';
+        if (below && (!best || base.size() > best->native().size())) best = std::string(base);
+    }
+    return best;
+}
+
+bool CleanerPath::isRealFolderPath(const std::filesystem::path& anchor,
+                                   const std::filesystem::path& target) {
+    if (!anchorOf({anchor}, target)) return false;
+    std::string_view base = anchor.native();
+    while (base.size() > 1 && base.back() == '/') base.remove_suffix(1);
+    const std::string_view below =
+        std::string_view(target.native()).substr(base == "/" ? 1 : base.size() + 1);
+    std::string walked(base == "/" ? "" : base);
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t slash = below.find('/', start);
+        const std::string_view name = below.substr(
+            start, slash == std::string_view::npos ? std::string_view::npos : slash - start);
+        if (!isPlainName(name)) return false;
+        walked += '/';
+        walked += name;
+        if (!isRealDirectory(walked)) return false;
+        if (slash == std::string_view::npos) return true;
+        start = slash + 1;
+    }
 }
 
 }  // namespace kestrow

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -22,6 +23,13 @@ struct CleanerPath {
     static bool hasDotComponents(const std::filesystem::path& path);
     // An existing directory that is not a symbolic link.
     static bool isRealDirectory(const std::filesystem::path& path);
+    // The deepest of `anchors` that `target` is spelled strictly below; nothing when none is.
+    static std::optional<std::filesystem::path> anchorOf(
+        const std::vector<std::filesystem::path>& anchors, const std::filesystem::path& target);
+    // Every folder from below `anchor` down to `target` itself is a real folder, not a link,
+    // and the path is spelled plainly (no "." / ".." / empty component).
+    static bool isRealFolderPath(const std::filesystem::path& anchor,
+                                 const std::filesystem::path& target);
     // Exactly `base` followed by `relative`, nothing more or less, spelled the same.
     static bool isExactLeaf(const std::filesystem::path& path, const std::filesystem::path& base,
                             const std::vector<std::string>& relative);
@@ -33,8 +41,10 @@ struct CleanerPath {
     // A discovery that stopped on `error` while reading `path`.
     static CleanerDiscovery failedDiscovery(const std::filesystem::path& path,
                                             const std::error_code& error);
-    // Allocated bytes of every regular file below `path` (each inode once, links not followed);
-    // what cannot be read counts as skipped and adds nothing.
+    // What moving `path` to the Trash gives back once the Trash is emptied: the allocated bytes
+    // of every regular file below it on its own file system, links not followed, and a file
+    // with several hard links only when all of them are inside. What cannot be read counts as
+    // skipped and adds nothing.
     static Size byteSizeCounting(const std::filesystem::path& path);
 };
 

@@ -1,5 +1,6 @@
 #include "cleaners/free_up_summary.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 
@@ -19,16 +20,32 @@ std::string joined(const std::vector<std::string>& parts, std::string_view separ
     return text;
 }
 
+constexpr std::size_t kShownFailures = 3;
+
 }  // namespace
 
 // The pieces are joined by ". " and the last one gets no period: a caller that shows the line
 // inside a sentence of its own adds the punctuation there.
 std::string FreeUpSummary::line(std::int64_t freedBytes, const std::vector<std::string>& skipped,
-                                bool anyBlocked, const std::set<Busy>& busy) {
+                                bool anyBlocked, const std::set<Busy>& busy,
+                                const std::vector<std::string>& failures) {
     std::vector<std::string> pieces;
     if (freedBytes >= 1) {
         pieces.push_back("Moved " + formatByteCount(freedBytes) +
                          " to the Trash; empty it to reclaim the space");
+    }
+    // A pass whose moves failed did not find nothing: it says what stayed and why.
+    if (!failures.empty()) {
+        const std::size_t shown = std::min(failures.size(), kShownFailures);
+        std::string piece =
+            "Not moved: " +
+            joined(std::vector<std::string>(failures.begin(),
+                                            failures.begin() + static_cast<std::ptrdiff_t>(shown)),
+                   "; ");
+        if (failures.size() > shown) {
+            piece += fmt::format(" (and {} more)", failures.size() - shown);
+        }
+        pieces.push_back(std::move(piece));
     }
     if (!skipped.empty()) pieces.push_back("Skipped while running: " + joined(skipped, ", "));
     if (anyBlocked) pieces.emplace_back("Some folders need Full Disk Access");

@@ -15,8 +15,10 @@ struct FreeUpSummary {
     // A weekly pass already running in one of the two schedulers.
     enum class Busy { developer, browsers };
 
+    // `failures` are the lines of the items that could not be moved; the first few are named.
     static std::string line(std::int64_t freedBytes, const std::vector<std::string>& skipped,
-                            bool anyBlocked, const std::set<Busy>& busy);
+                            bool anyBlocked, const std::set<Busy>& busy,
+                            const std::vector<std::string>& failures = {});
 };
 
 // The caption under a cleaner's row in the menu.

@@ -93,6 +93,8 @@ CleanerDiscovery XcodeCleaner::discover() const {
             discovery.targets.push_back(target);
         }
     }
+    discovery.anchors = {home_};
+    if (discovery.targets.empty()) discovery.anchors.clear();
     return discovery;
 }
 

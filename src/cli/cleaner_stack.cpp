@@ -12,13 +12,13 @@ CleanerStack::CleanerStack(Clock& clock, Executor& mainExecutor, SettingsStore& 
         demoCaches_ = std::make_unique<DemoCaches>(demoFolder);
         demoCaches_->seed();
         folders_ = demoCaches_->folders();
-        trash_ = demoCaches_.get();
         // The demo opens with two cleaners on, so their rows, captions and estimate show.
         for (const std::string& key :
              {keys::maintenanceEnabled("npm"), std::string(keys::browserReclaimEnabled)}) {
             if (!standardStore.value(key)) standardStore.set(key, true);
         }
     }
+    trash_ = std::make_unique<FreedesktopTrash>(folders_.dataHome);
     browsers_ = std::make_unique<BrowserCacheReclaimer>(BrowserCacheReclaimer::Dependencies{
         clock, mainExecutor, worker_, standardStore, processes_, *trash_, folders_, log});
     MaintenanceCleaner::Environment environment{

@@ -6,7 +6,7 @@
 #include "cleaners/browser_cache_reclaimer.h"
 #include "cleaners/maintenance_cleaner.h"
 #include "platform/demo/demo_caches.h"
-#include "platform/linux/gio_trash.h"
+#include "platform/linux/freedesktop_trash.h"
 #include "platform/linux/proc_running_processes.h"
 #include "platform/locations.h"
 #include "support/serial_queue.h"
@@ -36,9 +36,8 @@ public:
 
 private:
     UserLocations folders_;
-    GioTrash gioTrash_;
     std::unique_ptr<DemoCaches> demoCaches_;
-    Trash* trash_ = &gioTrash_;
+    std::unique_ptr<FreedesktopTrash> trash_;
     ProcRunningProcesses processes_;
     SerialQueue worker_{"Cleaner passes"};
     std::unique_ptr<BrowserCacheReclaimer> browsers_;

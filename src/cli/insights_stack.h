@@ -8,7 +8,7 @@
 #include "insights/drive_health_monitor.h"
 #include "insights/duplicates_model.h"
 #include "insights/hog_watch_scheduler.h"
-#include "platform/linux/gio_trash.h"
+#include "platform/linux/freedesktop_trash.h"
 #include "platform/linux/session_idle_time.h"
 #include "platform/linux/smartctl_status.h"
 #include "platform/linux/upower_power_source.h"
@@ -42,7 +42,7 @@ private:
     UPowerPowerSource power_;
     SessionIdleTime idle_;
     SmartctlStatus smart_;
-    GioTrash trash_;
+    FreedesktopTrash trash_{folders_.dataHome};
     SerialQueue scanWorker_{"Hog watch scan"};
     SerialQueue healthWorker_{"Drive health"};
     SerialQueue duplicatesWorker_{"Duplicates"};

@@ -104,6 +104,21 @@ TEST_F(CleanCommand, MovesWhatIsOnToTheTrashAndSaysSoExactly) {
     EXPECT_EQ(rows["browsers"]["accessCaption"], nullptr);
 }
 
+// A move that was refused is not "Nothing to clear": the line says what stayed and why.
+TEST_F(CleanCommand, ARefusedMoveIsNamedInsteadOfNothingToClear) {
+    fill("elsewhere/Brave-Browser/keep", 10'000);
+    std::filesystem::create_directories(home / ".cache");
+    std::filesystem::create_directory_symlink(home / "elsewhere", home / ".cache/BraveSoftware");
+    ASSERT_EQ(run("settings set browserReclaimEnabled true"), "");
+    int status = -1;
+    const std::string refused =
+        "Brave: refused " + (home / ".cache/BraveSoftware/Brave-Browser").string();
+    EXPECT_EQ(run("clean", &status), "Not moved: " + refused + "\n  " + refused + "\n");
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(std::filesystem::exists(home / "elsewhere/Brave-Browser/keep/blob"));
+    EXPECT_TRUE(trashInfoPaths().empty());
+}
+
 // A tool that runs keeps its cache: the cleaner is skipped whole and named, and stays due.
 TEST_F(CleanCommand, ARunningToolKeepsItsCacheWhole) {
     fill(".npm/_cacache/index-v5", 40'000);

@@ -36,15 +36,17 @@ public:
     std::vector<fs::path> moved;
     std::optional<std::string> refuse;  // answer every call with this instead
 
-    std::optional<std::string> moveByPath(const fs::path& item) override {
-        if (refuse) return refuse;
+    TrashMove moveToTrash(const TrashRequest& request) override {
+        if (refuse) return TrashMove{std::nullopt, *refuse};
         std::error_code error;
         fs::create_directories(folder_, error);
-        fs::rename(item, folder_ / std::to_string(moved.size()), error);
-        if (error) return error.message();
-        moved.push_back(item);
-        return std::nullopt;
+        const fs::path to = folder_ / std::to_string(moved.size());
+        fs::rename(request.item, to, error);
+        if (error) return TrashMove{std::nullopt, error.message()};
+        moved.push_back(request.item);
+        return TrashMove{TrashedItem{request.item, to, {}}, {}};
     }
+    std::optional<std::string> putBack(const TrashedItem&) override { return "not kept"; }
 
 private:
     fs::path folder_;

@@ -50,7 +50,8 @@ protected:
         fs::create_directories(temp / "trash");
         CleanerPass::runAll(
             {&cleaner}, [](const CleanerOwner&) { return false; },
-            [&](const fs::path& item) -> std::optional<std::string> {
+            [&](const TrashRequest& request) -> std::optional<std::string> {
+                const fs::path& item = request.item;
                 std::error_code error;
                 fs::rename(item, temp / "trash" / std::to_string(moved.size()), error);
                 if (error) return error.message();

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -35,6 +37,7 @@ public:
             const CleanerDiscovery one = CleanerPath::discoverLeaf(base_, {leaf});
             found.targets.insert(found.targets.end(), one.targets.begin(), one.targets.end());
         }
+        found.anchors = {base_};
         return found;
     }
     bool isReclaimable(const fs::path& target) const override {
@@ -67,11 +70,14 @@ struct RecordingTrash {
         fs::create_directories(folder_);
     }
     std::vector<fs::path> moved;
+    std::vector<TrashRequest> requests;
     std::optional<std::string> refuse;  // answer every call with this instead
 
     CleanerPass::Trash function() {
-        return [this](const fs::path& item) -> std::optional<std::string> {
+        return [this](const TrashRequest& request) -> std::optional<std::string> {
+            requests.push_back(request);
             if (refuse) return refuse;
+            const fs::path& item = request.item;
             std::error_code error;
             fs::rename(item,
                        folder_ / (std::to_string(moved.size()) + " " + item.filename().string()),
@@ -85,6 +91,11 @@ struct RecordingTrash {
 private:
     fs::path folder_;
 };
+
+ino_t inodeOf(const fs::path& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 ? info.st_ino : 0;
+}
 
 const CleanerPass::IsRunning notRunning = [](const CleanerOwner&) { return false; };
 
@@ -119,6 +130,41 @@ TEST_F(CleanerPassTest, MovesTheDiscoveredLeavesAndNothingElse) {
     EXPECT_TRUE(fs::exists(temp / "trash/1 Code Cache ✓\nx/data"));
     EXPECT_TRUE(fs::exists(cache() / "Keep/data"));
     EXPECT_TRUE(outsideIntact());
+    // Each move names its anchor and the folder that was checked and measured, so the Trash
+    // can refuse anything else found at the path.
+    ASSERT_EQ(trash.requests.size(), 2u);
+    EXPECT_EQ(trash.requests[0].anchor, cache());
+    EXPECT_EQ(trash.requests[0].expected.kind, TrashItemIdentity::Kind::directory);
+    EXPECT_EQ(trash.requests[0].expected.inode,
+              static_cast<std::uint64_t>(inodeOf(temp / "trash/0 Cache")));
+    EXPECT_EQ(trash.requests[1].item, cache() / "Code Cache ✓\nx");
+}
+
+TEST_F(CleanerPassTest, ATargetOutsideEveryAnchorOrReachedThroughALinkIsRefused) {
+    // A link on the way below the anchor, though the leaf itself is a real folder.
+    temp.write("real/Cache/data", "elsewhere");
+    fs::create_directories(temp / "anchor");
+    fs::create_directory_symlink(temp / "real", temp / "anchor/linked");
+    TestCleaner linked("one", temp / "anchor/linked", {"Cache"});
+    linked.discovery = CleanerDiscovery{{temp / "anchor/linked/Cache"}, {}, {temp / "anchor"}};
+    CleanerOutcome outcome = CleanerPass::run(linked, notRunning, trash.function());
+    EXPECT_EQ(
+        outcome.failures,
+        (std::vector<std::string>{"Test one: refused " + (temp / "anchor/linked/Cache").string()}));
+    // The same folder with the link as the anchor itself is trusted as the kernel resolves it.
+    linked.discovery->anchors = {temp / "anchor/linked"};
+    outcome = CleanerPass::run(linked, notRunning, trash.function());
+    EXPECT_TRUE(outcome.failures.empty());
+    EXPECT_EQ(outcome.trashedCount, 1);
+
+    // No anchor the target lies below: refused.
+    TestCleaner unanchored("two", cache(), {"Cache"});
+    unanchored.discovery = CleanerDiscovery{{cache() / "Cache"}, {}, {temp / "outside"}};
+    outcome = CleanerPass::run(unanchored, notRunning, trash.function());
+    EXPECT_EQ(outcome.failures,
+              (std::vector<std::string>{"Test two: refused " + (cache() / "Cache").string()}));
+    EXPECT_TRUE(fs::exists(cache() / "Cache/data"));
+    EXPECT_EQ(trash.moved.size(), 1u);
 }
 
 TEST_F(CleanerPassTest, RefusesWhatNoLongerIsTheDiscoveredFolder) {
@@ -160,7 +206,7 @@ TEST_F(CleanerPassTest, RefusesWhatNoLongerIsTheDiscoveredFolder) {
                                     fs::path(cache().string() + "//Keep"),
                                     temp / "alias/Keep",
                                     temp / "outside"};
-    spelled.discovery = CleanerDiscovery{bad, {}};
+    spelled.discovery = CleanerDiscovery{bad, {}, {cache(), temp.path()}};
     const CleanerOutcome outcome = CleanerPass::run(spelled, notRunning, trash.function());
     ASSERT_EQ(outcome.failures.size(), bad.size());
     for (std::size_t i = 0; i < bad.size(); ++i) {
@@ -333,6 +379,12 @@ TEST(FreeUpSummary, ReadsInAFixedOrderJoinedBySentences) {
     EXPECT_EQ(FreeUpSummary::line(0, {}, true, {Busy::browsers}),
               "Some folders need Full Disk Access. Browser caches are busy with a weekly pass, try "
               "again in a minute");
+    // Moves that failed are never "Nothing to clear": the first few say what stayed.
+    EXPECT_EQ(FreeUpSummary::line(0, {}, false, {}, {"npm: refused /h/.npm/_cacache"}),
+              "Not moved: npm: refused /h/.npm/_cacache");
+    EXPECT_EQ(FreeUpSummary::line(5'000, {}, false, {}, {"a", "b", "c", "d", "e"}),
+              "Moved 5 KB to the Trash; empty it to reclaim the space. Not moved: a; b; c (and 2 "
+              "more)");
     EXPECT_EQ(
         FreeUpSummary::line(2'345'678'901, {"Firefox"}, true, {Busy::browsers, Busy::developer}),
         "Moved 2.35 GB to the Trash; empty it to reclaim the space. Skipped while running: "

@@ -83,12 +83,12 @@ TEST(CleanerPath, LinksPassTheSpellingButNotTheRealDirectoryCheck) {
     }
     EXPECT_EQ(CleanerPath::discoverLeaf(temp / "real", {"Linked"}), CleanerDiscovery{});
     EXPECT_EQ(CleanerPath::discoverLeaf(temp / "real", {"Cache"}),
-              (CleanerDiscovery{{temp / "real/Cache"}, {}}));
+              (CleanerDiscovery{{temp / "real/Cache"}, {}, {temp / "real"}}));
     EXPECT_EQ(CleanerPath::discoverLeaf(temp / "real/Cache", {"..", "Cache"}), CleanerDiscovery{});
 
     fs::create_directories(temp / "real/ünï côde\nname");
     EXPECT_EQ(CleanerPath::discoverLeaf(temp / "real", {"ünï côde\nname"}),
-              (CleanerDiscovery{{temp / "real/ünï côde\nname"}, {}}));
+              (CleanerDiscovery{{temp / "real/ünï côde\nname"}, {}, {temp / "real"}}));
 }
 
 TEST(CleanerPath, ErrorsMapToStatusAndAMissingFolderIsNoError) {
@@ -101,10 +101,11 @@ TEST(CleanerPath, ErrorsMapToStatusAndAMissingFolderIsNoError) {
     EXPECT_EQ(CleanerPath::status(code(EIO)), PathStatus::failed);
 
     EXPECT_EQ(CleanerPath::failedDiscovery("/x/Cache", code(ENOENT)), CleanerDiscovery{});
-    EXPECT_EQ(CleanerPath::failedDiscovery("/x/Cache", code(EACCES)),
-              (CleanerDiscovery{{}, {{PathStatus::notPermitted, "/x/Cache: Permission denied"}}}));
+    EXPECT_EQ(
+        CleanerPath::failedDiscovery("/x/Cache", code(EACCES)),
+        (CleanerDiscovery{{}, {{PathStatus::notPermitted, "/x/Cache: Permission denied"}}, {}}));
     EXPECT_EQ(CleanerPath::failedDiscovery("/x/Cache", code(EIO)),
-              (CleanerDiscovery{{}, {{PathStatus::failed, "/x/Cache: Input/output error"}}}));
+              (CleanerDiscovery{{}, {{PathStatus::failed, "/x/Cache: Input/output error"}}, {}}));
 
     TempFolder temp;
     fs::create_symlink(temp / "gone", temp / "dangling");
@@ -134,6 +135,9 @@ TEST(CleanerPath, CountsAllocatedBlocksOfEachInodeOnceWithoutFollowingLinks) {
     temp.write("root/odd name ✓\nline/inner", std::string(10'000, 'o'));
     temp.write("outside/big", std::string(1 << 20, 'b'));
     fs::create_symlink(temp / "outside/big", root / "big-link");
+    // Linked from outside too: moving the folder leaves the data on the disk.
+    temp.write("root/shared", std::string(300'000, 'h'));
+    fs::create_hard_link(root / "shared", temp / "outside/shared");
     fs::create_directory_symlink(temp / "outside", root / "outside-link");
 
     const std::int64_t expected = allocated(root / "data") + allocated(root / "sparse") +
@@ -143,8 +147,11 @@ TEST(CleanerPath, CountsAllocatedBlocksOfEachInodeOnceWithoutFollowingLinks) {
     EXPECT_EQ(size, (CleanerPath::Size{expected, 0}));
     EXPECT_LT(size.bytes, 1 << 20);  // neither the sparse length nor the linked big file
 
-    EXPECT_EQ(CleanerPath::byteSizeCounting(root / "data"),
-              (CleanerPath::Size{allocated(root / "data"), 0}));
+    // One of two links alone gives nothing back; both inside count once.
+    EXPECT_EQ(CleanerPath::byteSizeCounting(root / "data"), CleanerPath::Size{});
+    EXPECT_EQ(CleanerPath::byteSizeCounting(root / "sub"), CleanerPath::Size{});
+    fs::remove(temp / "outside/shared");
+    EXPECT_EQ(CleanerPath::byteSizeCounting(root).bytes, expected + allocated(root / "shared"));
     EXPECT_EQ(CleanerPath::byteSizeCounting(root / "big-link"), CleanerPath::Size{});
     EXPECT_EQ(CleanerPath::byteSizeCounting(root / "missing"), CleanerPath::Size{});
 

@@ -121,7 +121,8 @@ TEST_F(XcodeCleanerTest, FindsDerivedDataAndTheSupersededDeviceSupport) {
     std::ofstream(support / "iPad13,1 18.0 (22A3354)") << "x";
     fs::create_directory_symlink(otherModel, support / "iPad13,1 18.1 (22B83)");
 
-    EXPECT_EQ(cleaner.discover(), (CleanerDiscovery{{derived, old1, old2}, std::nullopt}));
+    EXPECT_EQ(cleaner.discover(),
+              (CleanerDiscovery{{derived, old1, old2}, std::nullopt, {temp.path()}}));
 
     EXPECT_TRUE(cleaner.isReclaimable(derived));
     EXPECT_TRUE(cleaner.isReclaimable(old1));
@@ -199,7 +200,7 @@ TEST(PackageCacheCleanerTest, TakesExactlyItsOneRealFolder) {
     EXPECT_EQ(cleaner.discover(), CleanerDiscovery{});
 
     fs::create_directories(cache / "index-v5");
-    EXPECT_EQ(cleaner.discover(), (CleanerDiscovery{{cache}, std::nullopt}));
+    EXPECT_EQ(cleaner.discover(), (CleanerDiscovery{{cache}, std::nullopt, {temp.path()}}));
     EXPECT_TRUE(cleaner.isReclaimable(cache));
     for (const auto& path : {temp / ".npm", cache / "index-v5", temp / ".npm/./_cacache",
                              fs::path(cache.string() + "/"), temp / ".npm/_cacache2"}) {

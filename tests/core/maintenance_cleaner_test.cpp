@@ -327,14 +327,16 @@ TEST_F(MaintenanceCleanerTest, CleanersOnDiskRunsThePassOnTheWorker) {
     struct MovingTrash final : Trash {
         fs::path folder;
         std::vector<fs::path> moved;
-        std::optional<std::string> moveByPath(const fs::path& item) override {
+        TrashMove moveToTrash(const TrashRequest& request) override {
             fs::create_directories(folder);
             std::error_code error;
-            fs::rename(item, folder / std::to_string(moved.size()), error);
-            if (error) return error.message();
-            moved.push_back(item);
-            return std::nullopt;
+            const fs::path to = folder / std::to_string(moved.size());
+            fs::rename(request.item, to, error);
+            if (error) return TrashMove{std::nullopt, error.message()};
+            moved.push_back(request.item);
+            return TrashMove{TrashedItem{request.item, to, {}}, {}};
         }
+        std::optional<std::string> putBack(const TrashedItem&) override { return "not kept"; }
     } trash;
     trash.folder = temp / "trash";
     const std::int64_t pip = allocatedFile(folders.cacheHome / "pip/http/c", 9'000);

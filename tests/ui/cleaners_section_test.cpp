@@ -12,6 +12,7 @@
 #include "cleaners/browser_cache_reclaimer.h"
 #include "cleaners/maintenance_cleaner.h"
 #include "platform/demo/demo_caches.h"
+#include "platform/linux/freedesktop_trash.h"
 #include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
 #include "support/virtual_scheduler.h"
@@ -35,15 +36,16 @@ struct CleanersMenu {
     Executor& worker = scheduler.makeSerialQueue();
     SettingsStore standard{folder / "standard.plist", log};
     DemoCaches caches{folder / "demo"};
+    FreedesktopTrash trash{caches.folders().dataHome};
     NothingRuns processes;
     BrowserCacheReclaimer browsers{{scheduler, scheduler.mainExecutor(), worker, standard,
-                                    processes, caches, caches.folders(), log}};
+                                    processes, trash, caches.folders(), log}};
     MaintenanceCleaner developer{
         {[this] { return scheduler.now(); },
          standard,
          3600.0,
          MaintenanceCleaner::cleanersOnDisk(worker, scheduler.mainExecutor(), caches.folders(),
-                                            processes, caches),
+                                            processes, trash),
          [this](std::function<void(BrowserResult)> done) { browsers.reclaimNow(std::move(done)); },
          {}},
         scheduler.mainExecutor(),

@@ -1,7 +1,6 @@
 #include "platform/demo/demo_caches.h"
 
 #include <fstream>
-#include <system_error>
 
 namespace kestrow {
 namespace {
@@ -32,18 +31,6 @@ void DemoCaches::seed() const {
     writeBlob(folders_.configHome / "google-chrome/Default/Service Worker/CacheStorage/demo/blob",
               5 * 1024 * 1024);
     writeBlob(folders_.cacheHome / "google-chrome/Default/Cache/demo", 2 * 1024 * 1024);
-}
-
-std::optional<std::string> DemoCaches::moveByPath(const std::filesystem::path& item) {
-    std::error_code ec;
-    const auto trash = folder_ / "Trash";
-    std::filesystem::create_directories(trash, ec);
-    auto target = trash / item.filename();
-    for (int n = 2; std::filesystem::exists(target, ec); ++n)
-        target = trash / (item.filename().string() + " " + std::to_string(n));
-    std::filesystem::rename(item, target, ec);
-    if (ec) return item.string() + ": " + ec.message();
-    return std::nullopt;
 }
 
 }  // namespace kestrow

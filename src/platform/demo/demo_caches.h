@@ -1,18 +1,15 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
-#include <string>
 
 #include "platform/locations.h"
-#include "platform/trash.h"
 
 namespace kestrow {
 
 // The demo's caches: a small pretend home with an npm cache, a pip cache and a browser profile,
 // so the cleaners have something to show and take without touching the user's own files. What
-// they take goes to the demo's own Trash folder.
-class DemoCaches final : public Trash {
+// they take goes to the freedesktop Trash of the pretend home's data folder.
+class DemoCaches final {
 public:
     explicit DemoCaches(std::filesystem::path folder);
 
@@ -20,8 +17,6 @@ public:
     const UserLocations& folders() const { return folders_; }
     // Puts the caches in place again (after an earlier demo took them).
     void seed() const;
-
-    std::optional<std::string> moveByPath(const std::filesystem::path& item) override;
 
 private:
     std::filesystem::path folder_;

@@ -1,0 +1,65 @@
+#include "platform/linux/mount_points.h"
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "platform/linux/mount_info_field.h"
+
+namespace kestrow {
+namespace {
+
+bool isAtOrBelow(const std::string& candidate, const std::string& folder) {
+    if (folder == "/") return !candidate.empty() && candidate.front() == '/';
+    return candidate == folder ||
+           (candidate.size() > folder.size() && candidate.starts_with(folder) &&
+            candidate[folder.size()] == '/');
+}
+
+}  // namespace
+
+std::optional<std::vector<std::filesystem::path>> MountPoints::read() {
+    std::ifstream file("/proc/self/mountinfo", std::ios::binary);
+    if (!file) return std::nullopt;
+    std::ostringstream text;
+    text << file.rdbuf();
+    if (file.bad()) return std::nullopt;
+    return parse(text.str());
+}
+
+std::vector<std::filesystem::path> MountPoints::parse(const std::string& text) {
+    std::vector<std::filesystem::path> points;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        // id parent major:minor root mount-point ...
+        std::istringstream fields(line);
+        std::string id, parent, device, root, point;
+        if (fields >> id >> parent >> device >> root >> point) {
+            points.emplace_back(unescapeMountInfoField(point));
+        }
+    }
+    return points;
+}
+
+std::vector<std::filesystem::path> MountPoints::atOrBelow(
+    const std::vector<std::filesystem::path>& all, const std::filesystem::path& path) {
+    std::vector<std::filesystem::path> found;
+    for (const auto& point : all) {
+        if (isAtOrBelow(point.native(), path.native())) found.push_back(point);
+    }
+    return found;
+}
+
+std::filesystem::path MountPoints::holding(const std::vector<std::filesystem::path>& all,
+                                           const std::filesystem::path& path) {
+    std::filesystem::path best;
+    for (const auto& point : all) {
+        if (isAtOrBelow(path.native(), point.native()) &&
+            point.native().size() >= best.native().size()) {
+            best = point;
+        }
+    }
+    return best;
+}
+
+}  // namespace kestrow
