@@ -49,21 +49,11 @@ struct TrashMove {
 class Trash {
 public:
     virtual ~Trash() = default;
-    virtual TrashMove moveToTrash(const TrashRequest& request) {
-        // TRANSITIONAL until the pinned Trash lands: unchecked, by path.
-        if (auto failure = moveByPath(request.item)) return TrashMove{std::nullopt, *failure};
-        return TrashMove{TrashedItem{request.item, {}, {}}, {}};
-    }
+    virtual TrashMove moveToTrash(const TrashRequest& request) = 0;
     // Undoes a move of ours that turned out wrong (the last copy went with it): the item goes back
     // to its original place, and only when that place is still free. Nothing on success, else a
     // readable reason.
-    virtual std::optional<std::string> putBack(const TrashedItem& item) {
-        return "cannot put back " + item.original.string();  // TRANSITIONAL
-    }
-    // TRANSITIONAL: the unchecked move by path, removed once every caller pins its items.
-    virtual std::optional<std::string> moveByPath(const std::filesystem::path& item) {
-        return "cannot move " + item.string() + " unchecked";
-    }
+    virtual std::optional<std::string> putBack(const TrashedItem& item) = 0;
 };
 
 }  // namespace kestrow

@@ -326,17 +326,4 @@ std::optional<std::string> FreedesktopTrash::putBack(const TrashedItem& item) {
     return std::nullopt;
 }
 
-std::optional<std::string> FreedesktopTrash::moveByPath(const fs::path& item) {
-    struct stat info {};
-    if (::lstat(item.c_str(), &info) != 0) return item.string() + ": " + errorText(errno);
-    TrashItemIdentity identity;
-    identity.kind = S_ISDIR(info.st_mode) ? TrashItemIdentity::Kind::directory
-                                          : TrashItemIdentity::Kind::regularFile;
-    identity.device = info.st_dev;
-    identity.inode = info.st_ino;
-    const TrashMove move = moveToTrash(TrashRequest{item.parent_path(), item, identity});
-    if (move.ok()) return std::nullopt;
-    return move.failure;
-}
-
 }  // namespace kestrow

@@ -22,7 +22,6 @@ public:
 
     TrashMove moveToTrash(const TrashRequest& request) override;
     std::optional<std::string> putBack(const TrashedItem& item) override;
-    std::optional<std::string> moveByPath(const std::filesystem::path& item) override;
 
     // Runs between writing the restorable entry and the rename, so that a test can change the
     // file system at the worst moment.
