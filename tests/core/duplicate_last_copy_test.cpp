@@ -15,6 +15,7 @@
 #include "insights/duplicate_finder.h"
 #include "insights/duplicate_hashing.h"
 #include "insights/duplicate_identity.h"
+#include "insights/duplicate_roots.h"
 #include "insights/duplicate_trash.h"
 #include "insights/duplicates_model.h"
 #include "support/bounded_child.h"
@@ -52,6 +53,26 @@ TEST(DuplicateFinder, ACopyInATrashIsNeverACopy) {
         << "roots are taken as the kernel resolves them";
     EXPECT_EQ(found.files[0].anchor, (temp / "real/Documents").string());
     EXPECT_EQ(found.files[1].anchor, (temp / "real/disk").string());
+}
+
+// Through a home reached by a symbolic link, the filed copy is still the one that stays: the
+// folders that decide which copy stays are resolved like the copies' paths.
+TEST(DuplicateRoots, TheFiledCopyStaysThroughASymlinkedHome) {
+    TempFolder temp;
+    const auto now = fs::file_time_type::clock::now();
+    temp.write("real/Downloads/a.bin", noise(2 * kMiB, 13));
+    fs::last_write_time(temp / "real/Downloads/a.bin", now - std::chrono::hours(2));
+    temp.write("real/Documents/a.bin", noise(2 * kMiB, 13));
+    fs::create_directory_symlink(temp / "real", temp / "home");
+    const auto locations =
+        UserLocations::resolve(temp.homeEnvironment({{"HOME", (temp / "home").string()}}));
+    const auto roots = DuplicateRoots::resolve(locations, {});
+    testing::RecordingLogSink sink;
+    const auto groups =
+        DuplicateFinder(Logger(sink, LogArea::general), {2, {}, {}}).scan(roots.all()).groups;
+    ASSERT_EQ(groups.size(), 1u);
+    EXPECT_EQ(DuplicatesModel::proposals(groups, roots.keepPreference()),
+              std::set<std::string>{(temp / "real/Downloads/a.bin").string()});
 }
 
 // One file reached through two mounts is one file: found once, and never moved as a copy of
