@@ -154,6 +154,24 @@ void Agent::showDuplicates() {
     duplicatesWindow_->activateWindow();
 }
 
+void Agent::findDuplicates() {
+    DuplicatesModel& model = insights_.duplicates();
+    if (uiShell_ != nullptr) {
+        showDuplicates();
+    } else {
+        duplicatesOutcome_ = model.scanning.observe([this, &model](bool scanning) {
+            if (!scanning && !model.status.get().empty())
+                log_.info("Duplicates: {}", model.status.get());
+        });
+    }
+    log_.info("Duplicates: scanning {}", model.roots().caption());
+    model.scan();
+}
+
+void Agent::cancelWork() {
+    insights_.duplicates().cancel();
+}
+
 FirstRunFacts Agent::firstRunFacts() const {
     const PreferencesFileHandle* file = delegate_ ? delegate_->preferenceFile() : nullptr;
     FirstRunFacts facts;

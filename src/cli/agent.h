@@ -39,6 +39,7 @@ public:
         bool demo = false;
         bool launchedAsLogInItem = false;
         bool withDisplay = false;
+        bool findDuplicates = false;  // open the duplicate finder and scan, once launched
         std::filesystem::path executable;
     };
 
@@ -51,6 +52,12 @@ public:
     AppShell& shell() { return *shell_; }
     // Opens the menu at start when the desktop has no tray to put the icon in.
     void showMenuWhenNoTray();
+    // Starts a duplicate scan: in the duplicate finder's window with a display, else in the
+    // background with its outcome logged.
+    void findDuplicates();
+    // Part of stopping: asks every long piece of work on a worker to end now, so that the workers
+    // can be joined.
+    void cancelWork();
 
 private:
     std::unique_ptr<PreferencesFileHandle> makePreferencesFile();
@@ -87,6 +94,7 @@ private:
     std::array<std::unique_ptr<PlaceholderService>, kPlaceholderCount> placeholders_;
     UiShell* uiShell_ = nullptr;
     std::unique_ptr<QWidget> duplicatesWindow_;
+    Signal<bool>::Connection duplicatesOutcome_;
     std::unique_ptr<AppShell> shell_;
     std::unique_ptr<AppDelegate> delegate_;
     bool accessAsked_ = false;

@@ -1,11 +1,14 @@
 #include "cli/agent_command.h"
 
+#include <unistd.h>
 #include <QApplication>
 #include <QCoreApplication>
 #include <QObject>
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 #include "cli/agent.h"
 #include "platform/linux/journal_log_sink.h"
@@ -14,6 +17,10 @@
 
 namespace kestrow {
 namespace {
+
+// How long the end of the agent may take once the stop sequence has run and the workers were
+// asked to stop.
+constexpr auto kTeardownLimit = std::chrono::seconds(3);
 
 // A window system to show windows on; without one the agent runs headless.
 bool displayAvailable(const EnvironmentLookup& environment) {
@@ -29,6 +36,16 @@ std::filesystem::path executablePath(const char* argv0) {
     return ec ? std::filesystem::absolute(argv0, ec) : self;
 }
 
+// Once the stop sequence has run, the agent's end must not wait on a worker that cannot end (a
+// read from a share that stopped answering never returns): past the limit the process exits
+// without joining it. Nothing is lost by then: the stop sequence has let go of every hold.
+void endWithin(std::chrono::seconds limit) {
+    std::thread([limit] {
+        std::this_thread::sleep_for(limit);
+        ::_exit(kExitDone);
+    }).detach();
+}
+
 std::filesystem::path instanceFolder(const UserLocations& locations) {
     return (locations.runtimeDir.empty() ? locations.cacheHome : locations.runtimeDir) / "kestrow";
 }
@@ -42,8 +59,11 @@ int runAgentCommand(const CommandContext& context, int argc, char** argv) {
             options.demo = true;
         } else if (arg == "--login-item") {
             options.launchedAsLogInItem = true;  // written into our autostart entry
+        } else if (arg == "--find-duplicates") {
+            options.findDuplicates = true;
         } else {
-            context.err << "kestrow: unknown option '" << arg << "'\nusage: kestrow [--demo]\n";
+            context.err << "kestrow: unknown option '" << arg
+                        << "'\nusage: kestrow [--demo] [--find-duplicates]\n";
             return kExitUsage;
         }
     }
@@ -85,9 +105,12 @@ int runAgentCommand(const CommandContext& context, int argc, char** argv) {
     });
     agent.delegate().applicationDidFinishLaunching();
     agent.showMenuWhenNoTray();
+    if (options.findDuplicates) agent.findDuplicates();
     QCoreApplication::exec();
     agent.delegate().applicationWillTerminate();
-    return kExitDone;
+    agent.cancelWork();
+    endWithin(kTeardownLimit);
+    return kExitDone;  // the agent goes, joining its workers
 }
 
 }  // namespace kestrow

@@ -11,7 +11,7 @@
 #include "insights/duplicate_roots.h"
 #include "insights/duplicate_trash.h"
 #include "insights/duplicates_model.h"
-#include "platform/linux/gio_trash.h"
+#include "platform/linux/freedesktop_trash.h"
 #include "support/iso_date.h"
 
 namespace kestrow {
@@ -30,8 +30,29 @@ struct Arguments {
     std::vector<fs::path> paths;
 };
 
+// A path as the kernel means it: `link/..` is the folder above the link's target, not the folder
+// the link sits in. A file to move keeps its own last name (a link named there is that link,
+// as a rename sees it); a folder to scan is resolved whole. A path that does not resolve stays as
+// written, made absolute, so that it still fails as the kernel would fail it.
+fs::path kernelPath(const std::string& arg, bool lastNameKept) {
+    std::error_code error;
+    const fs::path path(arg);
+    const std::string name = path.filename().string();
+    if (lastNameKept && !name.empty() && name != "." && name != "..") {
+        const fs::path parent =
+            fs::canonical(path.has_parent_path() ? path.parent_path() : ".", error);
+        if (!error) return parent / name;
+    } else {
+        const fs::path whole = fs::canonical(path, error);
+        if (!error) return whole;
+    }
+    const fs::path absolute = fs::absolute(path, error);
+    return error ? path : absolute;
+}
+
 std::optional<Arguments> parse(const CommandContext& context) {
     Arguments a;
+    std::vector<std::string> named;
     bool onlyPaths = false;
     for (const auto& arg : context.arguments) {
         if (!onlyPaths && arg == "--") {
@@ -44,11 +65,10 @@ std::optional<Arguments> parse(const CommandContext& context) {
             context.err << "kestrow duplicates: unknown option '" << arg << "'\n" << kUsage;
             return std::nullopt;
         } else {
-            std::error_code error;
-            const fs::path absolute = fs::absolute(arg, error);
-            a.paths.push_back((error ? fs::path(arg) : absolute).lexically_normal());
+            named.push_back(arg);
         }
     }
+    for (const auto& arg : named) a.paths.push_back(kernelPath(arg, a.trash));
     if (a.trash && a.paths.empty()) {
         context.err << "kestrow duplicates: --trash needs the paths to move\n" << kUsage;
         return std::nullopt;
@@ -56,21 +76,19 @@ std::optional<Arguments> parse(const CommandContext& context) {
     return a;
 }
 
-// Roots that hold the named paths; a path under none of them brings its own folder.
-std::vector<fs::path> rootsHolding(const std::vector<fs::path>& paths,
-                                   const std::vector<fs::path>& standard) {
+// Every standard root, where the named paths' twins may be, and the folder of each path that lies
+// under none of them.
+std::vector<fs::path> rootsFor(const std::vector<fs::path>& paths,
+                               const std::vector<fs::path>& standard) {
     std::vector<fs::path> roots;
     const auto add = [&](const fs::path& root) {
         if (std::find(roots.begin(), roots.end(), root) == roots.end()) roots.push_back(root);
     };
+    for (const auto& root : standard) add(kernelPath(root.string(), false));
+    const std::vector<fs::path> standardRoots = roots;
     for (const auto& path : paths) {
-        bool held = false;
-        for (const auto& root : standard) {
-            if (isUnder(path, root)) {
-                add(root);
-                held = true;
-            }
-        }
+        const bool held = std::any_of(standardRoots.begin(), standardRoots.end(),
+                                      [&](const fs::path& root) { return isUnder(path, root); });
         if (!held) add(path.parent_path());
     }
     return roots;
@@ -100,7 +118,7 @@ Json groupsJson(const std::vector<DuplicateGroup>& groups) {
 
 int trash(const CommandContext& context, const Arguments& a, const std::vector<fs::path>& standard,
           const KeepPreference& preference, const DuplicateFinder& finder) {
-    const auto result = finder.scan(rootsHolding(a.paths, standard));
+    const auto result = finder.scan(rootsFor(a.paths, standard));
     std::set<std::string> selected;
     std::vector<std::string> unknown;
     for (const auto& path : a.paths) {
@@ -112,8 +130,9 @@ int trash(const CommandContext& context, const Arguments& a, const std::vector<f
             unknown.push_back(path.string() + ": no copy of it was found");
         }
     }
-    GioTrash gio;
-    DuplicateTrashReport report = trashDuplicates(selected, result.groups, preference, gio);
+    FreedesktopTrash desktopTrash(context.locations().dataHome);
+    DuplicateTrashReport report =
+        trashDuplicates(selected, result.groups, preference, desktopTrash);
     report.failures.insert(report.failures.begin(), unknown.begin(), unknown.end());
     if (a.json) {
         context.out << Json({{"summary", report.statusLine()},

@@ -1,98 +1,70 @@
 #include "insights/duplicate_finder.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <cctype>
 #include <map>
 #include <memory>
-#include <numeric>
+#include <set>
 #include <span>
-#include <system_error>
-#include <thread>
 #include <unordered_set>
 
+#include "insights/duplicate_hashing.h"
+#include "insights/duplicate_identity.h"
 #include "insights/private_size.h"
 #include "insights/tree_walk.h"
 #include "support/ascii_case.h"
-#include "support/sha256.h"
 
 namespace kestrow {
 namespace {
 
-using Digests = std::vector<std::optional<std::string>>;
+namespace fs = std::filesystem;
+using Objects = std::set<std::pair<std::uint64_t, std::uint64_t>>;
 
-unsigned threadCount(unsigned requested, std::size_t work) {
-    unsigned threads =
-        requested != 0 ? requested : std::max(1U, std::thread::hardware_concurrency());
-    return static_cast<unsigned>(std::min<std::size_t>(threads, std::max<std::size_t>(work, 1)));
-}
-
-// Hashes every file on a few threads, biggest first so that no thread is left with one huge file
-// at the end. Each thread reads through its own buffer; nothing else grows with file sizes.
-Digests hashAll(const std::vector<DuplicateFile>& files, std::optional<std::int64_t> limit,
-                unsigned requestedThreads) {
-    Digests digests(files.size());
-    std::vector<std::size_t> order(files.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.end(),
-                     [&](std::size_t a, std::size_t b) { return files[a].size > files[b].size; });
-    const std::size_t bufferSize =
-        limit ? std::min(DuplicateFinder::kChunkBytes, static_cast<std::size_t>(*limit))
-              : DuplicateFinder::kChunkBytes;
-    std::atomic<std::size_t> next{0};
-    const auto work = [&] {
-        const auto buffer = std::make_unique_for_overwrite<std::byte[]>(bufferSize);
-        const std::span<std::byte> chunk(buffer.get(), bufferSize);
-        for (std::size_t i = next++; i < order.size(); i = next++)
-            digests[order[i]] = Sha256::ofFile(files[order[i]].path, limit, chunk);
-    };
-    const unsigned threads = threadCount(requestedThreads, files.size());
-    {
-        std::vector<std::jthread> helpers;
-        for (unsigned t = 1; t < threads; ++t) {
-            // Without another thread the calling one still hashes everything, only slower.
-            try {
-                helpers.emplace_back(work);
-            } catch (const std::system_error&) {
-                break;
-            }
-        }
-        work();
+// What the folders are (device, inode), through whatever links lead to them.
+Objects objectsOf(const std::vector<fs::path>& folders) {
+    Objects objects;
+    for (const auto& folder : folders) {
+        struct stat info {};
+        if (!folder.empty() && ::stat(folder.c_str(), &info) == 0)
+            objects.emplace(static_cast<std::uint64_t>(info.st_dev),
+                            static_cast<std::uint64_t>(info.st_ino));
     }
-    return digests;
+    return objects;
 }
 
-// Splits every set by the files' digests; unreadable files and sets of one fall out.
-std::vector<std::vector<DuplicateFile>> splitByDigest(
-    const std::vector<std::vector<DuplicateFile>>& sets, std::optional<std::int64_t> limit,
-    unsigned threads) {
-    std::vector<DuplicateFile> flat;
-    for (const auto& set : sets) flat.insert(flat.end(), set.begin(), set.end());
-    const Digests digests = hashAll(flat, limit, threads);
-    std::vector<std::vector<DuplicateFile>> result;
-    std::size_t index = 0;
-    for (const auto& set : sets) {
-        std::map<std::string, std::vector<DuplicateFile>> byDigest;
-        for (const auto& file : set) {
-            if (const auto& digest = digests[index++]) byDigest[*digest].push_back(file);
+bool isTrashName(const std::string& name) {
+    return name.starts_with(".Trash");
+}
+
+// Whether a resolved folder is a Trash or lies in one: a volume's .Trash-UID or .Trash/UID, or
+// one of the Trash folders given.
+bool insideTrash(const fs::path& folder, const Objects& trashes) {
+    for (fs::path p = folder;; p = p.parent_path()) {
+        if (isTrashName(p.filename().string())) return true;
+        struct stat info {};
+        if (::stat(p.c_str(), &info) == 0 &&
+            trashes.contains({static_cast<std::uint64_t>(info.st_dev),
+                              static_cast<std::uint64_t>(info.st_ino)})) {
+            return true;
         }
-        for (auto& [digest, alike] : byDigest)
-            if (alike.size() >= 2) result.push_back(std::move(alike));
+        if (p == p.root_path() || p.empty()) return false;
     }
-    return result;
 }
 
-// Roots in order, with those that do not exist and those inside an earlier or later root left
-// out (their files are found through the outer root).
-std::vector<std::filesystem::path> distinctRoots(const std::vector<std::filesystem::path>& roots) {
-    std::vector<std::filesystem::path> existing;
+// Roots in order as the kernel resolves them, with those that do not exist, those in a Trash and
+// those inside an earlier or later root left out (their files are found through the outer root).
+std::vector<fs::path> distinctRoots(const std::vector<fs::path>& roots, const Objects& trashes) {
+    std::vector<fs::path> existing;
     for (const auto& root : roots) {
         std::error_code error;
-        if (!root.empty() && std::filesystem::is_directory(root, error))
-            existing.push_back(root.lexically_normal());
+        if (root.empty()) continue;
+        const fs::path resolved = fs::canonical(root, error);
+        if (error || !fs::is_directory(resolved, error) || insideTrash(resolved, trashes)) continue;
+        existing.push_back(resolved);
     }
-    std::vector<std::filesystem::path> result;
+    std::vector<fs::path> result;
     for (std::size_t i = 0; i < existing.size(); ++i) {
         bool covered = false;
         for (std::size_t j = 0; j < existing.size() && !covered; ++j) {
@@ -122,7 +94,8 @@ bool DuplicateFinder::isPackage(std::string_view folderName) {
 }
 
 std::string DuplicateFinder::identity(const DuplicateFile& file) {
-    return std::to_string(file.device) + ":" + std::to_string(file.inode);
+    return (file.volume.empty() ? std::to_string(file.device) : file.volume) + ":" +
+           std::to_string(file.inode);
 }
 
 std::optional<std::string> DuplicateFinder::hash(const std::filesystem::path& file,
@@ -131,27 +104,38 @@ std::optional<std::string> DuplicateFinder::hash(const std::filesystem::path& fi
         limit ? std::min(kChunkBytes, static_cast<std::size_t>(std::max<std::int64_t>(*limit, 1)))
               : kChunkBytes;
     const auto buffer = std::make_unique_for_overwrite<std::byte[]>(size);
-    return Sha256::ofFile(file, limit, std::span(buffer.get(), size));
+    return hashDuplicateCandidate(file.string(), nullptr, limit, std::span(buffer.get(), size));
 }
 
-DuplicateFinder::Scan DuplicateFinder::scanFilesCounting(
-    const std::vector<std::filesystem::path>& roots) const {
+DuplicateFinder::Scan DuplicateFinder::scanFilesCounting(const std::vector<fs::path>& roots) const {
+    const Objects trashes = objectsOf(options_.skipFolders);
+    const std::vector<fs::path> walked = distinctRoots(roots, trashes);
     TreeWalk::Options walk;
     walk.threads = options_.threads;
-    walk.skipFolder = [this](const std::filesystem::path& folder) {
+    walk.stop = options_.stop;
+    walk.skipObjects = trashes;
+    walk.skipFolder = [this](const fs::path& folder) {
         const std::string name = folder.filename().string();
         // The Trash of each volume: what is in it is on its way out already.
-        if (name.starts_with(".Trash") || isPackage(name)) return true;
+        if (isTrashName(name) || isPackage(name)) return true;
         return std::find(options_.skipFolders.begin(), options_.skipFolders.end(), folder) !=
                options_.skipFolders.end();
     };
-    const TreeWalk::Files found = TreeWalk::files(distinctRoots(roots), kMinimumSize, walk);
+    const TreeWalk::Files found = TreeWalk::files(walked, kMinimumSize, walk);
     Scan scan;
+    if (options_.stop.stop_requested()) return scan;
+    const DuplicateIdentity mounts =
+        found.files.empty() ? DuplicateIdentity{} : DuplicateIdentity::current();
     scan.skipped = found.skipped;
     scan.files.reserve(found.files.size());
     for (const auto& file : found.files) {
+        if (options_.stop.stop_requested()) return {};
+        // Another hard link keeps the blocks however many of this file's names go.
+        const auto privateSize =
+            file.links > 1 ? std::optional<std::int64_t>(0) : measurePrivateSize(file.path);
         scan.files.push_back({file.path, file.size, file.device, file.inode, file.modified,
-                              measurePrivateSize(file.path)});
+                              privateSize, mounts.volumeOf(file.device),
+                              walked[file.root].string()});
     }
     std::sort(scan.files.begin(), scan.files.end(),
               [](const auto& a, const auto& b) { return a.path < b.path; });
@@ -171,8 +155,9 @@ std::vector<DuplicateGroup> DuplicateFinder::findGroups(std::vector<DuplicateFil
     for (auto& [size, alike] : bySize)
         if (alike.size() >= 2) sets.push_back(std::move(alike));
 
-    sets = splitByDigest(sets, kPartialBytes, options_.threads);
-    sets = splitByDigest(sets, std::nullopt, options_.threads);
+    sets = splitByDigest(sets, kPartialBytes, options_.threads, options_.stop);
+    sets = splitByDigest(sets, std::nullopt, options_.threads, options_.stop);
+    if (options_.stop.stop_requested()) return {};
 
     std::vector<DuplicateGroup> groups;
     for (auto& set : sets) {
@@ -187,8 +172,7 @@ std::vector<DuplicateGroup> DuplicateFinder::findGroups(std::vector<DuplicateFil
     return groups;
 }
 
-DuplicateFinder::Result DuplicateFinder::scan(
-    const std::vector<std::filesystem::path>& roots) const {
+DuplicateFinder::Result DuplicateFinder::scan(const std::vector<fs::path>& roots) const {
     Scan found = scanFilesCounting(roots);
     return {findGroups(std::move(found.files)), found.skipped};
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,8 +25,13 @@ public:
     struct Options {
         // Hashing threads; 0 means one per core.
         unsigned threads = 0;
-        // Folders never entered besides packages, by full path (the Trash).
+        // Folders never entered besides packages and every volume's .Trash folders: the home's
+        // Trash. Recognised by what they are, however a root reaches them (a symbolic link, a
+        // bind mount); a root inside one is not walked.
         std::vector<std::filesystem::path> skipFolders;
+        // Looked at often (each folder, each file, each chunk hashed): once requested the scan
+        // ends within moments, with an empty answer.
+        std::stop_token stop;
     };
     struct Scan {
         std::vector<DuplicateFile> files;  // in path order
@@ -39,12 +45,13 @@ public:
     explicit DuplicateFinder(Logger log) : log_(log) {}
     DuplicateFinder(Logger log, Options options) : log_(log), options_(std::move(options)) {}
 
-    // Regular files of at least kMinimumSize under the roots, with their private sizes. Roots
-    // that do not exist are passed over; a root inside another root is walked once.
+    // Regular files of at least kMinimumSize under the roots, with their private sizes, volumes
+    // and anchors. Roots are taken as the kernel resolves them (so are the paths of the files
+    // found); those that do not exist are passed over, a root inside another root is walked once.
     Scan scanFilesCounting(const std::vector<std::filesystem::path>& roots) const;
     // Groups of two or more files with the same content: biggest files first, then by first
-    // path; each group's files in path order. Hard links are one file: the first name of an
-    // inode in `files` stands for it.
+    // path; each group's files in path order. One file is one file however it was reached: the
+    // first name in `files` of each identity() stands for all its hard links and mounts.
     std::vector<DuplicateGroup> findGroups(std::vector<DuplicateFile> files) const;
     // Both of the above.
     Result scan(const std::vector<std::filesystem::path>& roots) const;
@@ -53,7 +60,8 @@ public:
     // cannot be read.
     static std::optional<std::string> hash(const std::filesystem::path& file,
                                            std::optional<std::int64_t> limit = std::nullopt);
-    // "device:inode", the same for every hard link of one file.
+    // "volume:inode", the same for every hard link of one file and every mount of its volume
+    // ("device:inode" when the volume is not known).
     static std::string identity(const DuplicateFile& file);
     // Folders that the desktop shows as one item (applications, bundles, photo and media
     // libraries, project packages): their insides are not the user's loose files.

@@ -17,8 +17,15 @@ struct DuplicateFile {
     std::uint64_t inode = 0;
     WallTime modified;
     // What deleting this file would free now: less than its blocks when some of them are shared
-    // with a clone. Absent when it could not be measured.
+    // with a clone, nothing when another hard link keeps them. Absent when it could not be
+    // measured.
     std::optional<std::int64_t> privateSize;
+    // The file system it is on, named so that every mount of one share reads the same
+    // (DuplicateIdentity); empty for the device number alone.
+    std::string volume;
+    // The scan root that holds it, as the kernel resolves it: the move re-checks every folder
+    // from there down. Empty for its own folder.
+    std::string anchor;
     bool operator==(const DuplicateFile&) const = default;
 };
 

@@ -83,10 +83,17 @@ std::string DuplicateRoots::caption() const {
 }
 
 KeepPreference DuplicateRoots::keepPreference() const {
+    // As the kernel resolves them, like the paths of the copies found under them.
+    const auto resolved = [](const std::filesystem::path& folder) -> std::filesystem::path {
+        std::error_code error;
+        if (folder.empty()) return folder;
+        auto path = std::filesystem::weakly_canonical(folder, error);
+        return error ? folder : path;
+    };
     KeepPreference preference;
-    if (!documents.empty()) preference.preferred.push_back(documents);
-    preference.preferred.insert(preference.preferred.end(), extra.begin(), extra.end());
-    preference.downloads = downloads;
+    if (!documents.empty()) preference.preferred.push_back(resolved(documents));
+    for (const auto& folder : extra) preference.preferred.push_back(resolved(folder));
+    preference.downloads = resolved(downloads);
     return preference;
 }
 

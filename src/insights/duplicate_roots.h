@@ -29,7 +29,7 @@ struct DuplicateRoots {
     // are skipped."
     std::string caption() const;
     // The copy to keep is the filed one: under Documents or a folder the user added, and not in
-    // Downloads.
+    // Downloads. The folders are given as the kernel resolves them, as the copies' paths are.
     KeepPreference keepPreference() const;
 };
 

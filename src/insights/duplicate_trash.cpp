@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 
 namespace kestrow {
@@ -9,6 +10,20 @@ namespace {
 
 std::string count(std::size_t n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
+}
+
+// What emptying the Trash would give back for this copy, as it stands right before the move.
+std::int64_t freedByMoving(const DuplicateFile& file) {
+    struct stat info {};
+    if (::lstat(file.path.c_str(), &info) == 0 && info.st_nlink > 1) return 0;
+    return file.privateSize.value_or(0);
+}
+
+// The anchor a copy is checked from: its scan root, or its own folder for a copy that came with
+// none.
+std::filesystem::path anchorOf(const DuplicateFile& file) {
+    if (!file.anchor.empty() && file.anchor != file.path) return file.anchor;
+    return std::filesystem::path(file.path).parent_path();
 }
 
 }  // namespace
@@ -22,6 +37,11 @@ bool unchangedSinceScan(const DuplicateFile& file) {
     return static_cast<std::uint64_t>(info.st_dev) == file.device &&
            static_cast<std::uint64_t>(info.st_ino) == file.inode && info.st_size == file.size &&
            modified == file.modified;
+}
+
+TrashItemIdentity scannedIdentity(const DuplicateFile& file) {
+    return {TrashItemIdentity::Kind::regularFile, file.device, file.inode, file.size,
+            file.modified};
 }
 
 std::string DuplicateTrashReport::statusLine() const {
@@ -53,25 +73,41 @@ DuplicateTrashReport trashDuplicates(const std::set<std::string>& selected,
                 continue;
             }
             // Another copy must still be there, as scanned, after this one goes.
-            bool anotherLeft = false;
+            std::vector<const DuplicateFile*> intact;
             for (const auto& other : group.files) {
                 if (other.path == file->path || gone.contains(other.path)) continue;
-                if (unchangedSinceScan(other)) {
-                    anotherLeft = true;
-                    break;
-                }
+                if (unchangedSinceScan(other)) intact.push_back(&other);
             }
-            if (!anotherLeft) {
+            if (intact.empty()) {
                 ++report.skipped;
                 continue;
             }
-            if (const auto failure = trash.moveByPath(file->path)) {
-                report.failures.push_back(file->path + ": " + *failure);
+            const std::int64_t freed = freedByMoving(*file);
+            const TrashMove move = trash.moveToTrash(
+                TrashRequest{anchorOf(*file), file->path, scannedIdentity(*file)});
+            if (!move.ok()) {
+                report.failures.push_back(file->path + ": " + move.failure);
+                continue;
+            }
+            // A copy that vanished with this move was this very file seen through another name
+            // the scan could not tell apart (a FUSE view, a share mounted twice): it goes back.
+            const bool aliased = std::any_of(intact.begin(), intact.end(), [](const auto* other) {
+                return !unchangedSinceScan(*other);
+            });
+            if (aliased) {
+                if (const auto failure = trash.putBack(*move.trashed)) {
+                    report.failures.push_back(file->path +
+                                              ": it was the last copy and is in the Trash; "
+                                              "restore it from there (" +
+                                              *failure + ")");
+                } else {
+                    ++report.skipped;
+                }
                 continue;
             }
             gone.insert(file->path);
             report.moved.push_back(file->path);
-            report.movedBytes += file->privateSize.value_or(file->size);
+            report.movedBytes += freed;
         }
     }
     return report;

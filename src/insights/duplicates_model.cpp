@@ -16,7 +16,9 @@ DuplicatesModel::DuplicatesModel(Services services) : s_(std::move(services)) {
     extraFolders.set(StandardSettings(s_.standard).duplicateFinderFolders());
 }
 
-DuplicatesModel::~DuplicatesModel() = default;
+DuplicatesModel::~DuplicatesModel() {
+    scanStop_.request_stop();
+}
 
 DuplicateRoots DuplicatesModel::roots() const {
     return DuplicateRoots::resolve(s_.locations, extraFolders.get());
@@ -53,13 +55,20 @@ std::set<std::string> DuplicatesModel::proposals(const std::vector<DuplicateGrou
 }
 
 void DuplicatesModel::scan() {
+    scanStop_.request_stop();
+    scanStop_ = std::stop_source();
     const int token = ++scanToken_;
     scanning.set(true);
     status.set("Scanning\u2026");
     const auto folders = roots().all();
+    DuplicateFinder::Options options = s_.finder;
+    options.stop = scanStop_.get_token();
     s_.worker.post([this, alive = std::weak_ptr<bool>(alive_), token, folders,
-                    finder = DuplicateFinder(s_.log, s_.finder), &main = s_.main] {
+                    finder = DuplicateFinder(s_.log, options), stop = options.stop,
+                    &main = s_.main] {
+        if (stop.stop_requested()) return;
         auto result = std::make_shared<DuplicateFinder::Result>(finder.scan(folders));
+        if (stop.stop_requested()) return;
         main.post([this, alive, token, result] {
             if (alive.expired() || token != scanToken_) return;
             selected.set(proposals(result->groups, keepPreference()));
@@ -68,6 +77,14 @@ void DuplicatesModel::scan() {
             scanning.set(false);
         });
     });
+}
+
+void DuplicatesModel::cancel() {
+    scanStop_.request_stop();
+    if (!scanning.get()) return;
+    ++scanToken_;
+    scanning.set(false);
+    status.set("");
 }
 
 void DuplicatesModel::apply(const DuplicateGroup& group, const std::set<std::string>& chosen) {

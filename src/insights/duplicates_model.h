@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ namespace kestrow {
 
 // What the duplicates window shows and does. Lives on the main thread: scans and moves to the
 // Trash run on the worker, and their results are published back on the main executor. A newer
-// scan makes an older one's result moot.
+// scan stops an older one and makes its result moot; so do cancel() and the model's end.
 class DuplicatesModel {
 public:
     struct Services {
@@ -49,6 +50,8 @@ public:
     Observable<std::vector<std::string>> extraFolders;  // kept in "duplicateFinderFolders"
 
     void scan();
+    // Stops a running scan within moments; what it found is dropped.
+    void cancel();
     // Makes `chosen` the selection within `group`; the other groups' selection stays.
     void apply(const DuplicateGroup& group, const std::set<std::string>& chosen);
     void setSelected(const std::string& path, bool on);
@@ -74,6 +77,7 @@ private:
     Services s_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     int scanToken_ = 0;
+    std::stop_source scanStop_;
 };
 
 }  // namespace kestrow

@@ -33,7 +33,7 @@ public:
         return 0;
     }
 
-    void rootEntry(unsigned, const std::string&, const struct statx& info) override {
+    void rootEntry(unsigned, const TreeWalkFolder&, const struct statx& info) override {
         rootFiles_.fetch_add(blocksOf(info));
     }
 
@@ -71,12 +71,15 @@ public:
 
     std::int64_t entry(unsigned worker, TreeWalkFolder& folder, std::string_view name,
                        std::uint32_t, const struct statx& info) override {
-        if (wanted(info)) found_[worker].push_back(file(folder.childPath(name), info));
+        if (!wanted(info)) return 0;
+        const TreeWalkFolder* root = &folder;
+        while (root->parent != nullptr) root = root->parent;
+        found_[worker].push_back(file(folder.childPath(name), info, root->index));
         return 0;
     }
 
-    void rootEntry(unsigned worker, const std::string& path, const struct statx& info) override {
-        if (wanted(info)) found_[worker].push_back(file(path, info));
+    void rootEntry(unsigned worker, const TreeWalkFolder& root, const struct statx& info) override {
+        if (wanted(info)) found_[worker].push_back(file(root.path, info, root.index));
     }
 
     void folderDone(unsigned, const TreeWalkFolder&) override {}
@@ -100,13 +103,13 @@ private:
         return S_ISREG(info.stx_mode) && static_cast<std::int64_t>(info.stx_size) >= minimum_;
     }
 
-    static TreeWalk::File file(std::string path, const struct statx& info) {
+    static TreeWalk::File file(std::string path, const struct statx& info, std::uint32_t root) {
         const auto modified = std::chrono::seconds(info.stx_mtime.tv_sec) +
                               std::chrono::nanoseconds(info.stx_mtime.tv_nsec);
-        return {
-            std::move(path), static_cast<std::int64_t>(info.stx_size),
-            blocksOf(info),  makedev(info.stx_dev_major, info.stx_dev_minor),
-            info.stx_ino,    WallTime(std::chrono::duration_cast<WallTime::duration>(modified))};
+        return {std::move(path), static_cast<std::int64_t>(info.stx_size),
+                blocksOf(info),  makedev(info.stx_dev_major, info.stx_dev_minor),
+                info.stx_ino,    WallTime(std::chrono::duration_cast<WallTime::duration>(modified)),
+                info.stx_nlink,  root};
     }
 
     const std::int64_t minimum_;

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <set>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +21,12 @@ struct TreeWalkOptions {
     // by their name: the Trash, packages. Asked about folders below the roots, from several
     // threads at once; the roots themselves are always walked.
     std::function<bool(const std::filesystem::path& folder)> skipFolder;
+    // Folders not entered, by what they are (device, inode) rather than by how the walk spells
+    // them: the Trash reached through a symbolic link or a bind mount is still the Trash.
+    std::set<std::pair<std::uint64_t, std::uint64_t>> skipObjects;
+    // Looked at before each folder and each batch of its entries: once a stop is requested the
+    // walk winds down within moments and its answer is partial.
+    std::stop_token stop;
     // Worker threads; 0 lets the walk choose: a few per core, because on a cold cache most of
     // them wait for the disk.
     unsigned threads = 0;
@@ -28,7 +36,8 @@ struct TreeWalkOptions {
 // count share. Symbolic links are never followed (a root that is one is: the caller named it).
 // Other file systems are never entered: a mount point below a root is left out altogether, its
 // own entry included, as `du -x` does. A folder that cannot be read is counted as skipped and
-// adds nothing but its own blocks. A root that does not exist adds nothing and is not skipped.
+// adds nothing but its own blocks. A root that does not exist adds nothing and is not skipped;
+// no roots at all is an empty answer at once.
 // Memory grows with the depth of the tree, not its size; both cores are used where it pays.
 class TreeWalk {
 public:
@@ -51,6 +60,8 @@ public:
         std::uint64_t device = 0;
         std::uint64_t inode = 0;
         WallTime modified;
+        std::uint64_t links = 1;  // hard links, in the roots or anywhere else
+        std::uint32_t root = 0;   // which of the roots holds it, by position
         bool operator==(const File&) const = default;
     };
     struct Files {

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 #include <thread>
 
 namespace kestrow {
@@ -66,21 +67,37 @@ TreeWalkEngine::~TreeWalkEngine() {
 }
 
 void TreeWalkEngine::run(const std::vector<std::filesystem::path>& roots) {
+    // Nothing to walk: an empty answer now. A worker would otherwise wait for work that no other
+    // worker exists to hand it.
+    if (roots.empty()) return;
     for (std::size_t i = 0; i < roots.size(); ++i) {
         auto* root = new TreeWalkFolder;
         root->path = roots[i].string();
         root->index = static_cast<std::uint32_t>(i);
         shared_.push_back(root);
     }
-    if (workers_ == 1 || roots.empty()) {
+    running_ = workers_;
+    if (workers_ == 1) {
         work(0);
         return;
     }
     std::vector<std::thread> threads;
     threads.reserve(workers_);
     for (unsigned worker = 0; worker < workers_; ++worker) {
-        threads.emplace_back([this, worker] { work(worker); });
+        try {
+            threads.emplace_back([this, worker] { work(worker); });
+        } catch (const std::system_error&) {
+            // Fewer threads than planned: the end of the walk is when those that run are idle.
+            const std::lock_guard lock(mutex_);
+            running_ = std::max<unsigned>(1, worker);
+            if (idle_ >= running_ && worker > 0) {
+                done_ = true;
+                wake_.notify_all();
+            }
+            break;
+        }
     }
+    if (threads.empty()) work(0);
     for (auto& thread : threads) thread.join();
 }
 
@@ -91,6 +108,12 @@ void TreeWalkEngine::work(unsigned worker) {
     while (nextFolder(stack)) {
         TreeWalkFolder* folder = stack.back();
         stack.pop_back();
+        if (stopped()) {
+            // Wound down, not walked: the folder completes as it stands, so that its parents
+            // complete and every folder is freed.
+            release(worker, folder);
+            continue;
+        }
         walk(worker, folder, scratch);
         if (hungry_.load(std::memory_order_relaxed) > 0 && stack.size() > 1) {
             const std::lock_guard lock(mutex_);
@@ -105,7 +128,7 @@ bool TreeWalkEngine::nextFolder(Stack& stack) {
     if (!stack.empty()) return true;
     std::unique_lock lock(mutex_);
     while (shared_.empty() && !done_) {
-        if (++idle_ == workers_) {
+        if (++idle_ >= running_) {
             // Nobody holds work any more, so nobody can make more.
             done_ = true;
             wake_.notify_all();
@@ -142,7 +165,7 @@ void TreeWalkEngine::walk(unsigned worker, TreeWalkFolder* folder, Scratch& scra
     std::int64_t bytes = 0;
     std::uint32_t index = 0;
     const int fd = folder->fd;
-    for (;;) {
+    while (!stopped()) {
         const long length = ::syscall(SYS_getdents64, fd, buffer.data(), buffer.size());
         if (length == 0) break;
         if (length < 0) {
@@ -194,6 +217,10 @@ void TreeWalkEngine::walk(unsigned worker, TreeWalkFolder* folder, Scratch& scra
 
 TreeWalkFolder* TreeWalkEngine::subfolder(TreeWalkFolder& parent, const char* name,
                                           std::uint32_t index, const struct statx& info) const {
+    if (!options_.skipObjects.empty() &&
+        options_.skipObjects.contains({deviceOf(info), info.stx_ino})) {
+        return nullptr;
+    }
     std::string path = parent.childPath(name);
     if (skip(path)) return nullptr;
     auto* child = new TreeWalkFolder;
@@ -236,7 +263,7 @@ TreeWalkEngine::Opened TreeWalkEngine::openRoot(unsigned worker, TreeWalkFolder&
             return Opened::absent;
         }
         if (!S_ISDIR(info.stx_mode)) {
-            visitor_.rootEntry(worker, folder.path, info);
+            visitor_.rootEntry(worker, folder, info);
             return Opened::absent;
         }
         folder.device = deviceOf(info);

@@ -59,6 +59,7 @@ private:
     Opened openRoot(unsigned worker, TreeWalkFolder& folder);
     void closeDescriptor(TreeWalkFolder& folder);
     bool skip(const std::string& path) const;
+    bool stopped() const { return options_.stop.stop_requested(); }
     // Drops the folder's own share of its pending count and completes whatever that finishes.
     void release(unsigned worker, TreeWalkFolder* folder);
 
@@ -72,6 +73,7 @@ private:
     std::condition_variable wake_;
     std::deque<TreeWalkFolder*> shared_;  // folders handed to whichever worker is idle
     unsigned idle_ = 0;
+    unsigned running_ = 1;  // worker threads that really run
     bool done_ = false;
     std::atomic<unsigned> hungry_{0};
 

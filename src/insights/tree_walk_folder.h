@@ -48,7 +48,8 @@ public:
     virtual std::int64_t entry(unsigned worker, TreeWalkFolder& folder, std::string_view name,
                                std::uint32_t index, const struct statx& info) = 0;
     // A root that is not a folder.
-    virtual void rootEntry(unsigned worker, const std::string& path, const struct statx& info) = 0;
+    virtual void rootEntry(unsigned worker, const TreeWalkFolder& root,
+                           const struct statx& info) = 0;
     // A folder whose subtree is complete; its total holds everything except hard-linked files
     // charged below it (holdsLinks).
     virtual void folderDone(unsigned worker, const TreeWalkFolder& folder) = 0;

@@ -50,6 +50,7 @@ public:
         }
     }
     bool started() const { return pid_ > 0; }
+    pid_t pid() const { return pid_; }
     void signal(int number) const { ::kill(pid_, number); }
     // The exit status, or nothing when the process is still running at the deadline.
     std::optional<int> waitForExit(std::chrono::seconds limit) {
@@ -145,6 +146,39 @@ TEST(AgentProcess, PublishesTheSettingsSnapshotAndTheDemoKeepsToItsOwnStores) {
     demo.signal(SIGTERM);
     EXPECT_EQ(demo.waitForExit(std::chrono::seconds(20)), 0);
     EXPECT_EQ(readFile(sharedStore), before);
+}
+
+// Whether the process has a file open whose path contains `part`.
+bool holdsOpen(pid_t pid, const std::string& part) {
+    std::error_code error;
+    for (const auto& entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd", error)) {
+        const auto target = std::filesystem::read_symlink(entry.path(), error);
+        if (!error && target.string().find(part) != std::string::npos) return true;
+    }
+    return false;
+}
+
+// Quit must end the agent within moments whatever a worker is doing: here a duplicate scan in
+// the middle of hashing two files far too big to finish (sparse, so they cost no disk).
+TEST(AgentProcess, StopsWithinSecondsWhileADuplicateScanIsHashing) {
+    testing::TempFolder home;
+    for (const char* name : {"Documents/huge-1.img", "Documents/huge-2.img"}) {
+        home.write(name, "");
+        std::filesystem::resize_file(home / name, std::uintmax_t{64} << 30);
+    }
+    AgentProcess agent(home, {"--find-duplicates"});
+    ASSERT_TRUE(agent.started());
+    ASSERT_TRUE(waitFor([&] { return holdsOpen(agent.pid(), "/Documents/huge-"); },
+                        std::chrono::seconds(30)))
+        << "the scan never started hashing\n"
+        << readFile(home / "agent.log").value_or("");
+    const auto asked = std::chrono::steady_clock::now();
+    agent.signal(SIGTERM);
+    EXPECT_EQ(agent.waitForExit(std::chrono::seconds(20)), 0);
+    const double took =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - asked).count();
+    EXPECT_LT(took, 5.0) << readFile(home / "agent.log").value_or("");
 }
 
 }  // namespace

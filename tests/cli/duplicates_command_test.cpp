@@ -107,5 +107,39 @@ TEST_F(DuplicatesCommand, TrashMovesNamedCopiesButNeverTheLastOne) {
     EXPECT_TRUE(fs::exists(home / "Documents/report.pdf"));
 }
 
+// A named path means what the kernel makes of it (`link/..` is the folder above the link's
+// target), and the twins of a named copy are looked for in every standard folder, not only in
+// the one that holds it.
+TEST_F(DuplicatesCommand, TrashTakesPathsAsTheKernelDoesAndFindsTwinsInEveryFolder) {
+    write("Documents/sub/photo.jpg", 3'000'000, 4);
+    write("Downloads/photo.jpg", 3'000'000, 4);
+    fs::create_directories(home / "Documents/sub/deeper");
+    fs::create_directory_symlink(home / "Documents/sub/deeper", home / "Downloads/link");
+
+    const Output moved = run("--trash --json Downloads/link/../photo.jpg");
+    EXPECT_EQ(moved.status, 0) << moved.err;
+    const auto report = nlohmann::json::parse(moved.out, nullptr, false);
+    EXPECT_EQ(report["moved"], nlohmann::json({path("Documents/sub/photo.jpg")}));
+    EXPECT_FALSE(fs::exists(home / "Documents/sub/photo.jpg"));
+    EXPECT_TRUE(fs::exists(home / "Downloads/photo.jpg"));
+
+    // Both Downloads copies are named; their twin in Documents is the one that stays.
+    write("Documents/tax.pdf", 1'500'000, 5);
+    write("Downloads/tax.pdf", 1'500'000, 5);
+    write("Downloads/tax (1).pdf", 1'500'000, 5);
+    const Output both = run("--trash Downloads/tax.pdf 'Downloads/tax (1).pdf'");
+    EXPECT_EQ(both.out, "Moved 2 files to the Trash\n");
+    EXPECT_TRUE(fs::exists(home / "Documents/tax.pdf"));
+    EXPECT_FALSE(fs::exists(home / "Downloads/tax.pdf"));
+    EXPECT_FALSE(fs::exists(home / "Downloads/tax (1).pdf"));
+
+    // A copy in the Trash is no copy: the last one outside stays.
+    const Output last = run("--trash Documents/tax.pdf");
+    EXPECT_EQ(last.out, "Nothing moved to the Trash; 1 couldn't be moved\n  " +
+                            path("Documents/tax.pdf") + ": no copy of it was found\n");
+    EXPECT_TRUE(fs::exists(home / "Documents/tax.pdf"));
+    EXPECT_EQ(run("Nothing/..").status, 1) << "not a folder once the kernel resolves it";
+}
+
 }  // namespace
 }  // namespace kestrow

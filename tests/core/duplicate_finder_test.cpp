@@ -7,9 +7,9 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <random>
 
 #include "app/settings/standard_settings.h"
+#include "duplicate_test_files.h"
 #include "insights/duplicate_finder.h"
 #include "insights/duplicate_roots.h"
 #include "insights/duplicate_trash.h"
@@ -24,50 +24,10 @@
 namespace kestrow {
 namespace {
 
-namespace fs = std::filesystem;
-using testing::TempFolder;
-
-constexpr std::size_t kMiB = 1'048'576;
-
-std::string noise(std::size_t size, unsigned seed) {
-    std::mt19937 random(seed);
-    std::string bytes(size, '\0');
-    for (auto& c : bytes) c = static_cast<char>(random() & 0xFFU);
-    return bytes;
-}
-
-// A Trash that moves items into a folder of the test's and remembers them.
-class FolderTrash final : public Trash {
-public:
-    explicit FolderTrash(fs::path folder) : folder_(std::move(folder)) {
-        fs::create_directories(folder_);
-    }
-    std::optional<std::string> moveByPath(const fs::path& item) override {
-        std::error_code error;
-        fs::rename(item, folder_ / std::to_string(moved.size()), error);
-        if (error) return error.message();
-        moved.push_back(item.string());
-        return std::nullopt;
-    }
-    std::vector<std::string> moved;
-
-private:
-    fs::path folder_;
-};
-
-std::vector<std::vector<std::string>> pathsOf(const std::vector<DuplicateGroup>& groups,
-                                              const fs::path& root) {
-    std::vector<std::vector<std::string>> result;
-    for (const auto& group : groups) {
-        result.emplace_back();
-        for (const auto& file : group.files)
-            result.back().push_back(fs::path(file.path).lexically_relative(root).string());
-    }
-    return result;
-}
+using namespace duplicate_test;
 
 DuplicateFinder finder(const Logger& log) {
-    return DuplicateFinder(log, {2, {}});
+    return DuplicateFinder(log, {2, {}, {}});
 }
 
 TEST(DuplicateFinder, FindsOnlyTrueCopiesOfAMegabyteOrMore) {
@@ -163,7 +123,7 @@ TEST(DuplicateFinder, CountsAndLogsFoldersItCannotRead) {
 
 DuplicateFile file(std::string path, std::optional<std::int64_t> privateSize, int age = 0) {
     return {std::move(path), 4'000'000, 1, 0, WallTime{} + std::chrono::hours(100 - age),
-            privateSize};
+            privateSize,     "",        ""};
 }
 
 TEST(DuplicateGroup, GainKeepOrderAndTheSharedSpaceSentence) {
@@ -219,31 +179,6 @@ TEST(DuplicateRoots, ReadsTheDesktopsFolderNamesAndCaptionsThem) {
               "skipped.");
 }
 
-// Three groups in a home, each copy a minute younger than the one before.
-struct CopiesOnDisk {
-    TempFolder root;
-    TempFolder elsewhere;
-    testing::RecordingLogSink sink;
-    FolderTrash trash{elsewhere / "trash"};
-    std::vector<DuplicateGroup> groups;
-
-    CopiesOnDisk() {
-        const auto written = fs::file_time_type::clock::now() - std::chrono::hours(1);
-        int age = 0;
-        const auto write = [&](const char* name, std::size_t size, unsigned seed) {
-            root.write(name, noise(size, seed));
-            fs::last_write_time(root / name, written + std::chrono::minutes(age++));
-        };
-        for (const char* name : {"Documents/a", "Downloads/a", "Desktop/a"}) write(name, kMiB, 1);
-        for (const char* name : {"Desktop/b1", "Desktop/b2", "Desktop/b3"})
-            write(name, kMiB + 1, 2);
-        for (const char* name : {"Desktop/c1", "Desktop/c2"}) write(name, kMiB + 2, 3);
-        groups = DuplicateFinder(Logger(sink, LogArea::general)).scan({root.path()}).groups;
-    }
-    KeepPreference preference() const { return {{root / "Documents"}, root / "Downloads"}; }
-    std::string operator/(const std::string& name) const { return (root / name).string(); }
-};
-
 TEST(DuplicateTrash, NeverTakesTheLastCopyNorAFileThatChangedSinceTheScan) {
     CopiesOnDisk disk;
     ASSERT_EQ(disk.groups.size(), 3U);
@@ -261,6 +196,17 @@ TEST(DuplicateTrash, NeverTakesTheLastCopyNorAFileThatChangedSinceTheScan) {
     const auto report = trashDuplicates(selected, disk.groups, disk.preference(), disk.trash);
     EXPECT_EQ(report.moved, (std::vector<std::string>{disk / "Desktop/a", disk / "Downloads/a"}));
     EXPECT_EQ(disk.trash.moved, report.moved);
+    // Each move names the scan root it is checked from and what the scan saw.
+    ASSERT_EQ(disk.trash.requests.size(), 2u);
+    const DuplicateGroup& a = disk.groups[2];
+    const DuplicateFile& desktopA = a.files[0];
+    ASSERT_EQ(desktopA.path, disk / "Desktop/a");
+    EXPECT_EQ(disk.trash.requests[0].anchor, fs::canonical(disk.root.path()));
+    EXPECT_EQ(disk.trash.requests[0].item, disk / "Desktop/a");
+    EXPECT_EQ(disk.trash.requests[0].expected,
+              (TrashItemIdentity{TrashItemIdentity::Kind::regularFile, desktopA.device,
+                                 desktopA.inode, desktopA.size, desktopA.modified}));
+    EXPECT_EQ(report.movedBytes, *desktopA.privateSize + *a.files[2].privateSize);
     EXPECT_TRUE(fs::exists(disk / "Documents/a"));
     EXPECT_TRUE(fs::exists(disk / "Desktop/c1"));
     EXPECT_EQ(report.skipped, 3);

@@ -27,15 +27,29 @@ std::string noise(std::size_t size, unsigned seed) {
     return bytes;
 }
 
+// Moves items aside into a folder of the test's, and remembers them.
 class RecordingTrash final : public Trash {
 public:
-    std::optional<std::string> moveByPath(const fs::path& item) override {
+    explicit RecordingTrash(fs::path folder) : folder_(std::move(folder)) {
+        fs::create_directories(folder_);
+    }
+    TrashMove moveToTrash(const TrashRequest& request) override {
+        const fs::path to = folder_ / std::to_string(moved.size());
         std::error_code error;
-        fs::remove(item, error);
-        moved.push_back(item.string());
-        return std::nullopt;
+        fs::rename(request.item, to, error);
+        if (error) return {std::nullopt, error.message()};
+        moved.push_back(request.item.string());
+        return {TrashedItem{request.item, to, {}}, {}};
+    }
+    std::optional<std::string> putBack(const TrashedItem& item) override {
+        std::error_code error;
+        fs::rename(item.inTrash, item.original, error);
+        return error ? std::optional(error.message()) : std::nullopt;
     }
     std::vector<std::string> moved;
+
+private:
+    fs::path folder_;
 };
 
 // A home with copies in Documents, Downloads and Desktop, the window over it in virtual time.
@@ -45,7 +59,7 @@ struct DuplicatesScreen {
     Logger log{sink, LogArea::general};
     VirtualScheduler scheduler;
     SettingsStore standard{home / ".config/kestrow/bar.vemb.orvel.plist", log};
-    RecordingTrash trash;
+    RecordingTrash trash{home / "set-aside"};
     DuplicatesModel model{{standard,
                            scheduler.mainExecutor(),
                            scheduler.makeSerialQueue(),
