@@ -1,29 +1,24 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "cleaners/cleaner_owner_script.h"
+#include "platform/running_processes.h"
+
 namespace kestrow {
 
-// One row of the process table.
-struct RunningProcess {
-    std::string name;
-    std::optional<std::string> path;  // the executable; absent when it could not be read
-    bool operator==(const RunningProcess&) const = default;
-};
-
-// The process table, or nothing when it could not be read.
-using ProcessListing = std::optional<std::vector<RunningProcess>>;
-
 // The application whose data a cleaner takes, so that its pass can wait while it runs. Linux has
-// no bundle identifiers; owners there are known by process names and install paths.
+// no bundle identifiers; owners there are known by what their processes run — the executable and
+// the script an interpreter was given — never by the name a process gives itself, which it can
+// rewrite (`npm run build` renames node; any Python program may call itself "pip").
 struct CleanerOwner {
     std::vector<std::string> bundleIDs;
-    std::vector<std::string> processNames;         // exact, compared in lower case
-    std::vector<std::string> processNamePrefixes;  // for helper processes beside the main one
+    std::vector<std::string> processNames;  // the program's file name, compared in lower case
+    std::vector<std::string> processNamePrefixes;  // for helper programs beside the main one
     std::vector<std::string> pathFragments;        // substrings of the executable's path
+    std::vector<CleanerOwnerScript> scripts = {};  // interpreters running the owner's script
 
     bool operator==(const CleanerOwner&) const = default;
 

@@ -37,22 +37,28 @@ std::unique_ptr<PackageCacheCleaner> packageCache(const std::string& id,
     if (r == nullptr) return nullptr;
     CleanerOwner owner;
     if (id == "npm") {
-        owner.processNames = {"node", "npm", "npx"};
+        // npm and npx are scripts that node runs, and name themselves after the command
+        // (`npm run build`): the node executable is what shows that they run.
+        owner.processNames = {"node", "nodejs", "npm", "npx"};
         return std::make_unique<PackageCacheCleaner>(id, std::string(r->name), folders.home,
                                                      std::vector<std::string>{".npm", "_cacache"},
                                                      owner);
     }
     if (id == "pip") {
-        // pip runs as "pip3" or inside whichever python started it.
-        owner.processNamePrefixes = {"pip", "python"};
+        // pip is a Python program: python running the pip, pip3 or pip3.11 entry script, or
+        // `python -m pip`. Any other Python program leaves its cache alone, and so does a native
+        // program whose name only begins like it (pipewire).
+        owner.scripts = {CleanerOwnerScript{{"python", "pypy"}, {"pip"}, {"pip"}}};
         return std::make_unique<PackageCacheCleaner>(id, std::string(r->name), folders.cacheHome,
                                                      std::vector<std::string>{"pip"}, owner);
     }
     if (id == "homebrew") {
         // brew does its work in a Ruby kept inside its own Library/Homebrew folder, wherever it is
         // installed.
+        // The brew command itself is a shell script.
         owner.processNames = {"brew"};
         owner.pathFragments = {"/Library/Homebrew/"};
+        owner.scripts = {CleanerOwnerScript{{"bash", "sh", "dash", "zsh"}, {"brew"}}};
         return std::make_unique<PackageCacheCleaner>(id, std::string(r->name), folders.cacheHome,
                                                      std::vector<std::string>{"Homebrew"}, owner);
     }

@@ -9,6 +9,7 @@
 #include "cli/command_application.h"
 #include "insights/drive_health.h"
 #include "platform/linux/smartctl_status.h"
+#include "platform/linux/udisks_smart_status.h"
 #include "timemachine/preferences.h"
 #include "timemachine/preferences_file.h"
 
@@ -53,7 +54,8 @@ int runDriveHealthCommand(const CommandContext& context) {
     // smartctl runs as a child process, which needs an application object.
     const auto app = commandApplication();
 
-    SmartctlStatus smart(SmartctlStatus::program(context.environment));
+    SmartctlStatus smartctl(SmartctlStatus::program(context.environment));
+    UdisksSmartStatus smart(QDBusConnection::systemBus(), smartctl);
     const auto reading = DriveHealth::read(backupDestination(context.environment), smart);
     if (json) {
         const Json document = {

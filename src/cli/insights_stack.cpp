@@ -11,7 +11,8 @@ InsightsStack::InsightsStack(Clock& clock, Executor& mainExecutor, SettingsStore
     : folders_(std::move(folders)),
       power_(QDBusConnection::systemBus()),
       idle_(QDBusConnection::sessionBus()),
-      smart_(SmartctlStatus::program(environment)) {
+      smartctl_(SmartctlStatus::program(environment)),
+      smart_(QDBusConnection::systemBus(), smartctl_) {
     hogWatch_ = std::make_unique<HogWatchScheduler>(
         HogWatchScheduler::Dependencies{clock, mainExecutor, scanWorker_, standardStore, power_,
                                         idle_, HogStore(HogStore::folderIn(folders_)),

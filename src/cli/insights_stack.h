@@ -11,6 +11,7 @@
 #include "platform/linux/freedesktop_trash.h"
 #include "platform/linux/session_idle_time.h"
 #include "platform/linux/smartctl_status.h"
+#include "platform/linux/udisks_smart_status.h"
 #include "platform/linux/upower_power_source.h"
 #include "platform/locations.h"
 #include "support/environment.h"
@@ -41,7 +42,8 @@ private:
     UserLocations folders_;
     UPowerPowerSource power_;
     SessionIdleTime idle_;
-    SmartctlStatus smart_;
+    SmartctlStatus smartctl_;
+    UdisksSmartStatus smart_;
     FreedesktopTrash trash_{folders_.dataHome};
     SerialQueue scanWorker_{"Hog watch scan"};
     SerialQueue healthWorker_{"Drive health"};

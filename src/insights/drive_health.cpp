@@ -22,6 +22,8 @@ std::string_view DriveHealth::Status::name() const {
 std::optional<std::string> DriveHealth::Status::text() const {
     if (const auto* failing = std::get_if<Failing>(&value)) return failing->text;
     if (const auto* unavailable = std::get_if<Unavailable>(&value)) return unavailable->reason;
+    if (const auto* unknown = std::get_if<Unknown>(&value); unknown && !unknown->reason.empty())
+        return unknown->reason;
     return std::nullopt;
 }
 
@@ -39,9 +41,19 @@ DriveHealth::Status DriveHealth::status(const std::optional<std::string>& smartT
     return {Failing{*smartText}};
 }
 
+DriveHealth::Status DriveHealth::status(const SmartStatus::Verdict& verdict) {
+    Status classified = status(verdict.text, false);
+    if (auto* unknown = std::get_if<Unknown>(&classified.value)) {
+        unknown->reason = verdict.reason;
+        if (unknown->reason.empty() && verdict.text == "Not Supported")
+            unknown->reason = SmartStatus::kNoSmart;
+    }
+    return classified;
+}
+
 DriveHealth::Reading DriveHealth::read(const std::optional<Destination>& destination,
                                        SmartStatus& smart) {
-    Reading reading{status(smart.bootDisk(), false), std::nullopt};
+    Reading reading{status(smart.bootDisk()), std::nullopt};
     if (!destination) return reading;
     if (destination->isNetwork) {
         reading.second = status(std::nullopt, true);
@@ -49,7 +61,7 @@ DriveHealth::Reading DriveHealth::read(const std::optional<Destination>& destina
     }
     const SmartStatus::BackupDisk disk = smart.backupDisk(*destination);
     reading.second =
-        disk.connected ? status(disk.text, false) : Status{Unavailable{std::string(kNotConnected)}};
+        disk.connected ? status(disk.verdict) : Status{Unavailable{std::string(kNotConnected)}};
     return reading;
 }
 

@@ -24,7 +24,10 @@ struct DriveHealth {
     struct Verified {
         bool operator==(const Verified&) const = default;
     };
+    // No verdict; `reason` says why when it is known (no SMART on this disk, no permission, no
+    // tool to ask).
     struct Unknown {
+        std::string reason = {};
         bool operator==(const Unknown&) const = default;
     };
     // A network destination: its disks belong to the server, which checks them itself.
@@ -38,7 +41,7 @@ struct DriveHealth {
 
         // "failing", "unavailable", "verified", "unknown" or "notApplicable".
         std::string_view name() const;
-        // The failing words or the reason it is unavailable; nothing for the others.
+        // The failing words, or why it is unavailable or unknown; nothing for the others.
         std::optional<std::string> text() const;
         // For the log and the terminal: "verified", "failing (…)", "not applicable" and so on.
         std::string description() const;
@@ -51,6 +54,8 @@ struct DriveHealth {
     static constexpr std::string_view kNotConnected = "not connected";
 
     static Status status(const std::optional<std::string>& smartText, bool isNetwork);
+    // The same for a local disk, carrying the reason there is no verdict into `unknown`.
+    static Status status(const SmartStatus::Verdict& verdict);
 
     // Asks `smart` about the boot disk and, for a local destination, its disk. A network
     // destination is never asked about. Blocks: call on a worker.

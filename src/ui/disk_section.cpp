@@ -52,6 +52,7 @@ QString describe(const DriveHealth::Status& status) {
         return QStringLiteral("Could not be checked (%1)")
             .arg(QString::fromStdString(text.value_or("")));
     if (name == "notApplicable") return QStringLiteral("Checked by the server");
+    if (text) return QStringLiteral("Not reported (%1)").arg(QString::fromStdString(*text));
     return QStringLiteral("Not reported");
 }
 

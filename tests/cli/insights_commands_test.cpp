@@ -69,9 +69,11 @@ TEST_F(DriveHealthCommand, ReportsTheBootDiskAndNeverAsksAboutANetworkDestinatio
     writeSettings(
         {{"LastKnownVolumeName", "Vault"}, {"NetworkURL", "smb://tm@nas.local/TimeMachine"}});
     const auto document = runJson();
-    // A machine booted from something without a disk (a container's overlay) asks nothing.
-    const json boot = calls().empty() ? json{{"status", "unknown"}, {"text", nullptr}}
-                                      : json{{"status", "failing"}, {"text", "Failing"}};
+    // A machine booted from something without a disk (a container's overlay) asks nothing, and
+    // says so.
+    const json boot = calls().empty()
+                          ? json{{"status", "unknown"}, {"text", "its disk was not found"}}
+                          : json{{"status", "failing"}, {"text", "Failing"}};
     EXPECT_EQ(document,
               (json{{"boot", boot}, {"backup", {{"status", "notApplicable"}, {"text", nullptr}}}}));
     const std::string asked = calls();

@@ -13,12 +13,12 @@ using Status = DriveHealth::Status;
 
 // Answers from fields and counts what it was asked.
 struct FakeSmart final : SmartStatus {
-    Text boot = "Verified";
+    Verdict boot = "Verified";
     BackupDisk backup{true, "Verified"};
     int bootAsks = 0;
     int backupAsks = 0;
 
-    Text bootDisk() override {
+    Verdict bootDisk() override {
         ++bootAsks;
         return boot;
     }
@@ -99,10 +99,26 @@ TEST(DriveHealth, AsksAboutTheBackupDiskOnlyForALocalDestination) {
     smart.backup = {true, "Failing"};
     smart.boot = "Not Supported";
     reading = DriveHealth::read(local("Backups"), smart);
-    EXPECT_EQ(reading.first, Status{DriveHealth::Unknown{}});
+    EXPECT_EQ(reading.first, Status{DriveHealth::Unknown{"no SMART on this disk"}});
     EXPECT_EQ(reading.second, Status{DriveHealth::Failing{"Failing"}});
-    EXPECT_EQ(smart.bootAsks, 5);
-    EXPECT_EQ(smart.backupAsks, 3);
+
+    // Why there is no verdict travels with "unknown", and only with it.
+    smart.boot = {std::nullopt, SmartStatus::kNoPermission};
+    smart.backup = {true, {"Verified", SmartStatus::kNoAnswer}};
+    reading = DriveHealth::read(local("Backups"), smart);
+    EXPECT_EQ(reading.first.name(), "unknown");
+    EXPECT_EQ(reading.first.text(), "no permission to read SMART");
+    EXPECT_EQ(reading.first.description(), "unknown (no permission to read SMART)");
+    EXPECT_EQ(reading.second, Status{DriveHealth::Verified{}});
+    smart.boot = {"Failing: read-only", SmartStatus::kNoSmart};
+    EXPECT_EQ(DriveHealth::read(std::nullopt, smart).first,
+              Status{DriveHealth::Failing{"Failing: read-only"}});
+    smart.boot = {"Not Supported", SmartStatus::kNoPermission};
+    EXPECT_EQ(DriveHealth::read(std::nullopt, smart).first,
+              Status{DriveHealth::Unknown{"no permission to read SMART"}});
+    EXPECT_EQ(Status{DriveHealth::Unknown{}}.text(), std::nullopt);
+    EXPECT_EQ(smart.bootAsks, 8);
+    EXPECT_EQ(smart.backupAsks, 4);
 }
 
 TEST(DriveHealthMonitor, ChecksOnceADayOnTheWorkerAndAgainAfterTheClockIsSetBack) {

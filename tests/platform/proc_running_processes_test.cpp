@@ -62,8 +62,12 @@ private:
     pid_t pid_ = 0;
 };
 
+// Listed with this name and executable, and the arguments it was started with.
 bool lists(const ProcessListing& listing, const RunningProcess& process) {
-    return listing && std::find(listing->begin(), listing->end(), process) != listing->end();
+    return listing && std::any_of(listing->begin(), listing->end(), [&](const RunningProcess& row) {
+               return row.name == process.name && row.path == process.path &&
+                      row.arguments == std::vector<std::string>{*process.path, "600"};
+           });
 }
 
 TEST(ProcRunningProcessesTest, RealProcessesAreListedByNameAndExecutableUntilTheyEnd) {
@@ -119,16 +123,23 @@ TEST(ProcRunningProcessesTest, OddEntriesOfAFakeRootAreSkippedAndCutNamesComplet
     // A cut name whose cmdline was emptied.
     root.write("23/comm", "chromium-browse\n");
     root.write("23/cmdline", "");
+    // Empty arguments are kept, the padding after a rewritten title is not.
+    root.write("24/comm", "node\n");
+    root.write("24/cmdline", "node\0\0-e\0\0\0"s);
 
     const ProcessListing listing = ProcRunningProcesses(root.path()).current();
     ASSERT_TRUE(listing);
     std::vector<RunningProcess> sorted = *listing;
     std::sort(sorted.begin(), sorted.end(),
               [](const RunningProcess& a, const RunningProcess& b) { return a.name < b.name; });
-    EXPECT_EQ(sorted, (std::vector<RunningProcess>{{"chromium-browse", std::nullopt},
-                                                   {"chromium-browser", std::nullopt},
-                                                   {"exactly-fifteen", std::nullopt},
-                                                   {"plain", "/usr/bin/plain"}}));
+    EXPECT_EQ(sorted, (std::vector<RunningProcess>{
+                          {"chromium-browse", std::nullopt, {}},
+                          {"chromium-browser",
+                           std::nullopt,
+                           {"/usr/lib/chromium-browser/chromium-browser --type=gpu --dir=/tmp/x"}},
+                          {"exactly-fifteen", std::nullopt, {"/bin/other", "-x"}},
+                          {"node", std::nullopt, {"node", "", "-e"}},
+                          {"plain", "/usr/bin/plain", {}}}));
 }
 
 }  // namespace

@@ -185,19 +185,26 @@ TEST(SmartctlStatus, FindsTheBootDiskUnderItsPartitionAndReadsTheAnswerWhateverT
     EXPECT_EQ(machine.smart().bootDisk(), "Verified");
     machine.answer(kSataFailed, 8);
     EXPECT_EQ(machine.smart().bootDisk(), "Failing");
+    const SmartStatus::Verdict noAnswer{std::nullopt, SmartStatus::kNoAnswer};
     machine.answer(kGarbage, 1);
-    EXPECT_EQ(machine.smart().bootDisk(), std::nullopt);
+    EXPECT_EQ(machine.smart().bootDisk(), noAnswer);
+    // A device it may not open looks to smartctl like one without SMART; its message does not.
+    machine.answer(R"({"smartctl": {"messages": [{"string": "Smartctl open device: /dev/nvme0n1 )"
+                   R"(failed: Permission denied", "severity": "error"}], "exit_status": 2}})",
+                   2);
+    EXPECT_EQ(machine.smart().bootDisk(),
+              (SmartStatus::Verdict{std::nullopt, SmartStatus::kNoPermission}));
 
     // A tool that does not answer in time says nothing about the disk.
     machine.answer(kNvmePassed);
     machine.write("answers/delay", "5");
-    EXPECT_EQ(machine.smart(0.3).bootDisk(), std::nullopt);
+    EXPECT_EQ(machine.smart(0.3).bootDisk(), noAnswer);
     fs::remove(machine / "answers/delay");
     EXPECT_EQ(SmartctlStatus(machine / "no-such-tool", 5.0, machine.roots()).bootDisk(),
-              std::nullopt);
+              (SmartStatus::Verdict{std::nullopt, SmartStatus::kToolMissing}));
 
     // The monitor asks from a worker thread, which has no event loop of its own.
-    SmartStatus::Text fromWorker;
+    SmartStatus::Verdict fromWorker;
     std::thread worker([&] { fromWorker = machine.smart().bootDisk(); });
     worker.join();
     EXPECT_EQ(fromWorker, "Verified");
@@ -226,10 +233,12 @@ TEST(SmartctlStatus, FollowsEncryptedAndBtrfsRootsToTheirDiskAndAsksNothingWitho
     for (const char* table :
          {"27 1 0:26 / / rw - overlay overlay rw,lowerdir=/l\n", "", "garbage\n27 1\n"}) {
         machine.mounts(table);
-        EXPECT_EQ(machine.smart().bootDisk(), std::nullopt) << table;
+        EXPECT_EQ(machine.smart().bootDisk(),
+                  (SmartStatus::Verdict{std::nullopt, SmartStatus::kDiskNotFound}))
+            << table;
     }
     fs::remove(machine / "mountinfo");
-    EXPECT_EQ(machine.smart().bootDisk(), std::nullopt);
+    EXPECT_EQ(machine.smart().bootDisk().reason, SmartStatus::kDiskNotFound);
     EXPECT_EQ(machine.calls(), "");
 }
 
@@ -252,7 +261,8 @@ TEST(SmartctlStatus, FindsTheBackupDiskByVolumeNameOrUuidAndNeverAsksAboutANetwo
 
     Destination byName;
     byName.volumeName = "My Backups";
-    EXPECT_EQ(machine.smart().backupDisk(byName), (SmartStatus::BackupDisk{true, "Not Supported"}));
+    EXPECT_EQ(machine.smart().backupDisk(byName),
+              (SmartStatus::BackupDisk{true, {"Not Supported", SmartStatus::kNoSmart}}));
     EXPECT_EQ(machine.calls(), machine.asked("sdb"));
 
     Destination byUuid;

@@ -33,7 +33,7 @@ struct DaytimeAtTheDesk final : PowerSource, IdleTime {
 };
 
 struct FailingBootDisk final : SmartStatus {
-    Text bootDisk() override { return "Failing"; }
+    Verdict bootDisk() override { return "Failing"; }
     BackupDisk backupDisk(const Destination&) override { return {}; }
 };
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "support/atomic_file.h"
 
@@ -39,6 +40,20 @@ std::optional<std::string> fullName(const std::string& comm, const std::string& 
     return std::nullopt;
 }
 
+// The NUL-separated arguments. A program that rewrote its title may have left a single element
+// or trailing padding; empty elements at the end are that padding.
+std::vector<std::string> argumentsOf(const std::string& cmdline) {
+    std::vector<std::string> arguments;
+    std::size_t start = 0;
+    while (start < cmdline.size()) {
+        const std::size_t end = std::min(cmdline.find('\0', start), cmdline.size());
+        arguments.emplace_back(cmdline, start, end - start);
+        start = end + 1;
+    }
+    while (!arguments.empty() && arguments.back().empty()) arguments.pop_back();
+    return arguments;
+}
+
 std::optional<std::string> executablePath(const std::filesystem::path& exeLink) {
     std::error_code ec;
     std::string target = std::filesystem::read_symlink(exeLink, ec).string();
@@ -64,10 +79,11 @@ ProcessListing ProcRunningProcesses::current() {
         std::optional<std::string> comm = readFile(folder / "comm");
         if (!comm) continue;
         if (comm->ends_with('\n')) comm->pop_back();
+        const std::string cmdline = readFile(folder / "cmdline").value_or("");
         RunningProcess process;
-        process.name =
-            fullName(*comm, readFile(folder / "cmdline").value_or("")).value_or(std::move(*comm));
+        process.name = fullName(*comm, cmdline).value_or(std::move(*comm));
         process.path = executablePath(folder / "exe");
+        process.arguments = argumentsOf(cmdline);
         std::error_code gone;
         if (!std::filesystem::exists(folder, gone)) continue;
         processes.push_back(std::move(process));

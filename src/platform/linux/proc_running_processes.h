@@ -11,7 +11,8 @@ namespace kestrow {
 // characters: when it is so cut, the name is taken from the executable named first in `cmdline`
 // instead, so that an owner known as "chromium-browser" is still recognised. The path is where
 // `exe` points, without the " (deleted)" the kernel adds once the file is gone, and is absent
-// when the link cannot be read (kernel threads, other users' processes). Processes that end
+// when the link cannot be read (kernel threads, other users' processes). The arguments are
+// `cmdline` split at its NULs, empty for kernel threads. Processes that end
 // while the table is read are left out.
 class ProcRunningProcesses final : public RunningProcesses {
 public:

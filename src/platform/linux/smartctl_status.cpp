@@ -64,7 +64,7 @@ std::string SmartctlStatus::program(const EnvironmentLookup& environment) {
     return "smartctl";
 }
 
-SmartStatus::Text SmartctlStatus::verdict(std::string_view json) {
+std::optional<std::string> SmartctlStatus::verdict(std::string_view json) {
     const Json document = Json::parse(json, nullptr, false);
     if (document.is_discarded() || !document.is_object()) return std::nullopt;
     if (const auto support = document.find("smart_support");
@@ -83,14 +83,14 @@ SmartStatus::Text SmartctlStatus::verdict(std::string_view json) {
     return warnings.empty() ? "Failing" : "Failing: " + warnings;
 }
 
-SmartStatus::Text SmartctlStatus::bootDisk() {
+SmartStatus::Verdict SmartctlStatus::bootDisk() {
     const auto table = mounts();
     // A later mount on the same point hides the earlier one.
     const auto root = std::find_if(table.rbegin(), table.rend(),
                                    [](const Mount& mount) { return mount.mountPoint == "/"; });
-    if (root == table.rend()) return std::nullopt;
+    if (root == table.rend()) return {std::nullopt, kDiskNotFound};
     const auto disk = diskOf(*root);
-    if (!disk) return std::nullopt;
+    if (!disk) return {std::nullopt, kDiskNotFound};
     return ask(*disk);
 }
 
@@ -112,7 +112,7 @@ SmartStatus::BackupDisk SmartctlStatus::backupDisk(const Destination& destinatio
     }
     if (!found) return {false, std::nullopt};
     const auto disk = diskOf(*found);
-    return {true, disk ? ask(*disk) : std::nullopt};
+    return {true, disk ? ask(*disk) : Verdict{std::nullopt, kDiskNotFound}};
 }
 
 std::vector<SmartctlStatus::Mount> SmartctlStatus::mounts() const {
@@ -188,7 +188,7 @@ std::optional<SmartctlStatus::Mount> SmartctlStatus::mountWithUuid(const std::ve
     return std::nullopt;
 }
 
-SmartStatus::Text SmartctlStatus::ask(const std::string& disk) const {
+SmartStatus::Verdict SmartctlStatus::ask(const std::string& disk) const {
     const std::string device = (roots_.dev / disk).string();
     std::optional<ToolResult> result;
     {
@@ -205,8 +205,19 @@ SmartStatus::Text SmartctlStatus::ask(const std::string& disk) const {
     }
     // The run deletes itself later; on a worker thread no later event loop would see to it.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    if (!result || result->ending != ToolResult::Ending::exited) return std::nullopt;
-    return verdict(result->standardOutput);
+    if (!result || result->ending == ToolResult::Ending::failedToStart)
+        return {std::nullopt, kToolMissing};
+    if (result->ending != ToolResult::Ending::exited) return {std::nullopt, kNoAnswer};
+    auto words = verdict(result->standardOutput);
+    if (words && *words != "Not Supported") return *words;
+    // smartctl reports a device it may not open as one without SMART; its message tells them
+    // apart.
+    const std::string& output = result->standardOutput;
+    if (output.find("Permission denied") != std::string::npos ||
+        output.find("Operation not permitted") != std::string::npos)
+        return {std::nullopt, kNoPermission};
+    if (!words) return {std::nullopt, kNoAnswer};
+    return {std::move(words), kNoSmart};
 }
 
 }  // namespace kestrow

@@ -38,9 +38,10 @@ public:
     //   smart_status.passed false   "Failing", plus what an NVMe disk's critical warning names
     //   SMART unavailable, or no smart_status at all   "Not Supported"
     //   anything that is not a JSON object, or a verdict of another type   nothing
-    static Text verdict(std::string_view json);
+    static std::optional<std::string> verdict(std::string_view json);
 
-    Text bootDisk() override;
+    // Without a verdict, the reason: the tool missing, a device it may not open, no SMART.
+    Verdict bootDisk() override;
     BackupDisk backupDisk(const Destination& destination) override;
 
 private:
@@ -57,7 +58,7 @@ private:
     // The mount of the volume with this file system UUID.
     std::optional<Mount> mountWithUuid(const std::vector<Mount>& mounts,
                                        const std::string& uuid) const;
-    Text ask(const std::string& disk) const;
+    Verdict ask(const std::string& disk) const;
 
     std::string program_;
     double timeLimitSeconds_;
