@@ -45,10 +45,10 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
       standardStore_(options_.demo
                          ? locations_.demoFolder() / locations_.standardStoreFile().filename()
                          : locations_.standardStoreFile(),
-                     log_),
+                     log_, SettingsStore::OnUnreadable::setAside),
       sharedStore_(options_.demo ? locations_.demoFolder() / locations_.sharedStoreFile().filename()
                                  : locations_.sharedStoreFile(),
-                   log_),
+                   log_, SettingsStore::OnUnreadable::setAside),
       loginItems_(locations_.autostartEntry(), options_.executable),
       notifications_(QDBusConnection::sessionBus()),
       widgetHost_(QDBusConnection::sessionBus()),

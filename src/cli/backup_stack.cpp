@@ -29,7 +29,7 @@ BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
         StandardSettings(standardStore).setNightlyBackupEnabled(false);
     } else {
         processTools_ = std::make_unique<ProcessTimeMachineTools>(
-            ProcessTimeMachineTools::program(options_.environment));
+            ProcessTimeMachineTools::program(options_.environment), clock, log);
         tools_ = processTools_.get();
     }
     model_ = std::make_unique<BackupStatusModel>(

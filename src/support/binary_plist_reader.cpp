@@ -1,5 +1,7 @@
 #include "support/binary_plist_reader.h"
 
+#include "support/nesting_depth.h"
+
 #include <bit>
 #include <cstring>
 #include <vector>
@@ -8,7 +10,7 @@ namespace kestrow {
 namespace {
 
 constexpr std::size_t kTrailerSize = 32;
-constexpr int kMaxDepth = 256;
+constexpr int kMaxDepth = kMaxNestingDepth;
 // Shared references can make a small file expand enormously; no real settings file comes close.
 constexpr std::size_t kMaxValues = 100'000;
 
@@ -35,7 +37,10 @@ public:
             objectCount_ > (trailer - tableOffset_) / offsetSize_) {
             return std::nullopt;
         }
-        return object(*top, 0);
+        auto value = object(*top, 0);
+        // Too deep (a reference cycle is endlessly deep) refuses the whole document, as for XML.
+        if (tooDeep_) return std::nullopt;
+        return value;
     }
 
 private:
@@ -67,7 +72,8 @@ private:
     }
 
     std::optional<PlistValue> object(std::uint64_t ref, int depth) {
-        if (ref >= objectCount_ || depth > kMaxDepth || ++values_ > kMaxValues) return std::nullopt;
+        if (depth > kMaxDepth) tooDeep_ = true;
+        if (ref >= objectCount_ || tooDeep_ || ++values_ > kMaxValues) return std::nullopt;
         const auto at = bigEndian(tableOffset_ + ref * offsetSize_, offsetSize_);
         if (!at || *at >= bytes_.size() - kTrailerSize) return std::nullopt;
         const std::uint8_t marker = byteAt(static_cast<std::size_t>(*at));
@@ -146,7 +152,7 @@ private:
             const auto ref = bigEndian(start + i * refSize_, refSize_);
             if (!ref) return std::nullopt;
             if (auto v = object(*ref, depth + 1)) out.push_back(std::move(*v));
-            if (values_ > kMaxValues) return std::nullopt;
+            if (values_ > kMaxValues || tooDeep_) return std::nullopt;
         }
         return PlistValue(std::move(out));
     }
@@ -159,7 +165,7 @@ private:
             if (!keyRef || !valueRef) return std::nullopt;
             const auto key = object(*keyRef, depth + 1);
             auto value = object(*valueRef, depth + 1);
-            if (values_ > kMaxValues) return std::nullopt;
+            if (values_ > kMaxValues || tooDeep_) return std::nullopt;
             if (key && key->asString() && value)
                 out.insert_or_assign(*key->asString(), std::move(*value));
         }
@@ -207,6 +213,7 @@ private:
     std::uint64_t objectCount_ = 0;
     std::uint64_t tableOffset_ = 0;
     std::size_t values_ = 0;
+    bool tooDeep_ = false;
 };
 
 }  // namespace

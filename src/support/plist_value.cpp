@@ -1,6 +1,7 @@
 #include "support/plist_value.h"
 
 #include "support/binary_plist_reader.h"
+#include "support/nesting_depth.h"
 
 #include <plist/plist.h>
 
@@ -13,15 +14,20 @@
 namespace kestrow {
 namespace {
 
-constexpr int kMaxDepth = 256;
+// A value nested deeper than this refuses the whole document rather than a part of it: a
+// settings file read with pieces missing would be believed.
+constexpr int kMaxDepth = kMaxNestingDepth;
+// In XML the <plist> element wraps the top value, and a dictionary's keys sit one level below it.
+constexpr int kMaxXmlElementDepth = kMaxDepth + 3;
 
 struct PlistFree {
     void operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
 };
 using PlistHandle = std::unique_ptr<void, PlistFree>;
 
-std::optional<PlistValue> fromNode(plist_t node, int depth) {
-    if (node == nullptr || depth > kMaxDepth) return std::nullopt;
+std::optional<PlistValue> fromNode(plist_t node, int depth, bool& tooDeep) {
+    if (depth > kMaxDepth) tooDeep = true;
+    if (node == nullptr || tooDeep) return std::nullopt;
     switch (plist_get_node_type(node)) {
         case PLIST_BOOLEAN: {
             std::uint8_t v = 0;
@@ -62,7 +68,7 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
             PlistArray array;
             const std::uint32_t count = plist_array_get_size(node);
             for (std::uint32_t i = 0; i < count; ++i) {
-                if (auto v = fromNode(plist_array_get_item(node, i), depth + 1))
+                if (auto v = fromNode(plist_array_get_item(node, i), depth + 1, tooDeep))
                     array.push_back(std::move(*v));
             }
             return PlistValue(std::move(array));
@@ -77,7 +83,7 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
                 plist_dict_next_item(node, it, &key, &item);
                 const std::unique_ptr<char, decltype(&std::free)> keyOwner(key, &std::free);
                 if (item == nullptr) break;
-                if (auto v = fromNode(item, depth + 1); v && key != nullptr)
+                if (auto v = fromNode(item, depth + 1, tooDeep); v && key != nullptr)
                     dict.insert_or_assign(key, std::move(*v));
             }
             std::free(it);
@@ -155,10 +161,15 @@ std::optional<PlistValue> PlistValue::parse(std::string_view bytes) {
     if (bytes.empty() || bytes.size() > std::numeric_limits<std::uint32_t>::max())
         return std::nullopt;
     if (bytes.starts_with("bplist")) return readBinaryPlist(bytes);
+    // libplist's XML reader recurses once per element, so depth is checked before it runs.
+    if (!xmlNestingWithin(bytes, kMaxXmlElementDepth)) return std::nullopt;
     plist_t root = nullptr;
     plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
     PlistHandle handle(root);
-    return fromNode(root, 0);
+    bool tooDeep = false;
+    auto value = fromNode(root, 0, tooDeep);
+    if (tooDeep) return std::nullopt;
+    return value;
 }
 
 std::string PlistValue::toXml() const {

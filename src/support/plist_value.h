@@ -55,8 +55,9 @@ public:
     const Storage& storage() const { return storage_; }
     bool operator==(const PlistValue& other) const = default;
 
-    // Parses XML or binary plists; anything unreadable gives nothing. Values of kinds outside the
-    // model (UIDs) and nesting deeper than any real settings file are left out.
+    // Parses XML or binary plists; anything unreadable gives nothing, and so does a document
+    // nested deeper than any real settings file (kMaxNestingDepth), checked before a parser can
+    // recurse into it. Values of kinds outside the model (UIDs) are left out.
     static std::optional<PlistValue> parse(std::string_view bytes);
     // XML keeps dates to the whole second, as the format defines them.
     std::string toXml() const;

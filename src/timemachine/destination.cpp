@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "support/url_credentials.h"
+
 namespace kestrow {
 namespace {
 
@@ -59,7 +61,7 @@ Destination Destination::fromPlist(const PlistDict& dict) {
     d.attempts = dates(dict, "AttemptDates");
     d.lastResult = integerOr(dict, "RESULT", 0);
     if (const auto url = dict.find("NetworkURL"); url != dict.end() && url->second.asString())
-        d.networkURL = *url->second.asString();
+        d.networkURL = withoutPassword(*url->second.asString());
     d.destinationUUIDs = strings(dict, "DestinationUUIDs");
     return d;
 }

@@ -5,6 +5,8 @@
 #include <limits>
 
 #include "support/atomic_file.h"
+#include "support/nesting_depth.h"
+#include "support/url_credentials.h"
 
 namespace kestrow {
 namespace {
@@ -95,7 +97,9 @@ Destination destinationFromJson(const Json& j) {
     d.snapshots = datesFromJson(required(j, "snapshots"), "snapshots");
     d.attempts = datesFromJson(required(j, "attempts"), "attempts");
     d.lastResult = as<std::int64_t>(required(j, "lastResult"), "lastResult");
+    // A snapshot stored before passwords were dropped on reading still loses it here.
     d.networkURL = optional<std::string>(j, "networkURL");
+    if (d.networkURL) d.networkURL = withoutPassword(*d.networkURL);
     if (const auto found = j.find("destinationUUIDs"); found != j.end() && !found->is_null()) {
         if (!found->is_array()) throw DecodeError{"\"destinationUUIDs\" is not a list"};
         std::vector<std::string> ids;
@@ -167,8 +171,10 @@ std::string Preferences::toJson() const {
 }
 
 std::optional<Preferences> Preferences::fromJson(std::string_view json, std::string* error) {
-    const Json j = Json::parse(json, nullptr, false);
+    const bool shallow = jsonNestingWithin(json);
+    const Json j = shallow ? Json::parse(json, nullptr, false) : Json(nullptr);
     try {
+        if (!shallow) throw DecodeError{"nested too deeply"};
         if (j.is_discarded()) throw DecodeError{"not JSON"};
         if (!j.is_object()) throw DecodeError{"not a JSON object"};
         Preferences p;

@@ -1,17 +1,23 @@
 #include "timemachine/preferences_file.h"
 
-#include <fstream>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "timemachine/time_machine_live_status.h"
 
 namespace kestrow {
 namespace {
 
+// Opened without waiting and checked to be a regular file: a FIFO put in the settings file's
+// place would otherwise hold the main thread until something writes into it.
 bool canRead(const std::filesystem::path& file) {
-    std::error_code ec;
-    if (std::filesystem::is_directory(file, ec)) return false;
-    std::ifstream probe(file, std::ios::binary);
-    return probe.is_open();
+    const int fd = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0) return false;
+    struct stat info {};
+    const bool regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+    ::close(fd);
+    return regular;
 }
 
 }  // namespace

@@ -28,17 +28,17 @@ bool SharedPreferences::store(Preferences preferences) {
 std::optional<Preferences> SharedPreferences::load() {
     const auto data = shared_.dataValue(keys::preferences);
     if (!data) {
-        log_.info("Preferences not available");
+        log_.once(loadNote_, LogLevel::info, "Preferences not available");
         return std::nullopt;
     }
     std::string error;
     auto preferences = Preferences::fromJson(
         std::string_view(reinterpret_cast<const char*>(data->data()), data->size()), &error);
     if (!preferences) {
-        log_.error("Failed loading preferences: {}", error);
+        log_.once(loadNote_, LogLevel::error, "Failed loading preferences: " + error);
         return std::nullopt;
     }
-    log_.debug("Preferences loaded");
+    log_.once(loadNote_, LogLevel::debug, "Preferences loaded");
     return preferences;
 }
 

@@ -46,6 +46,9 @@ private:
     SettingsStore& shared_;
     WidgetHost& widgets_;
     Logger log_;
+    // The snapshot is loaded on every refresh, once a minute: whether it is there is said once
+    // and again only when that changes.
+    OnceLog loadNote_;
 };
 
 }  // namespace kestrow

@@ -5,7 +5,9 @@
 #include <cstdlib>
 
 #include "support/binary_plist.h"
+#include "support/deep_documents.h"
 #include "support/iso_date.h"
+#include "support/nesting_depth.h"
 
 namespace kestrow {
 namespace {
@@ -53,12 +55,34 @@ TEST(PlistValue, UnreadableInputGivesNothingAndNeverCrashes) {
     const std::string binary = testing::binaryPlistFromXml(xml);
     for (std::size_t cut = 0; cut < binary.size(); ++cut)
         (void)PlistValue::parse(binary.substr(0, cut));
-    // Structure far deeper than any settings file is cut off rather than recursed into.
-    std::string deep = "<plist version=\"1.0\">";
-    for (int i = 0; i < 2000; ++i) deep += "<array>";
-    for (int i = 0; i < 2000; ++i) deep += "</array>";
-    deep += "</plist>";
-    (void)PlistValue::parse(deep);
+}
+
+TEST(PlistValue, NestingBeyondTheLimitRefusesTheWholeDocumentBeforeAnyParserRecurses) {
+    // Shallow enough: read whole, in both forms, down to the innermost value.
+    for (const auto& doc :
+         {testing::deepXmlPlist(kMaxNestingDepth), testing::deepBinaryPlist(kMaxNestingDepth)}) {
+        const auto value = PlistValue::parse(doc);
+        ASSERT_TRUE(value);
+        const PlistValue* inner = &*value;
+        for (int level = 0; level < kMaxNestingDepth; ++level) {
+            ASSERT_TRUE(inner->asArray() && inner->asArray()->size() == 1u) << level;
+            inner = &inner->asArray()->front();
+        }
+        EXPECT_EQ(inner->asBool() ? *inner->asBool() : false, true);
+    }
+    // One level more is refused as a whole, not read with its inner part missing; and 200,000
+    // levels (a few megabytes) end the same way instead of overflowing the stack.
+    for (const int levels : {kMaxNestingDepth + 1, 200'000}) {
+        EXPECT_FALSE(PlistValue::parse(testing::deepXmlPlist(levels))) << levels;
+        EXPECT_FALSE(PlistValue::parse(testing::deepBinaryPlist(levels))) << levels;
+    }
+    // Deep structure under an ordinary key is refused too: the rest of the file is not
+    // believed on its own.
+    std::string wrapped = testing::deepXmlPlist(200'000);
+    wrapped.replace(wrapped.find("<array>"), 7,
+                    "<dict><key>AutoBackup</key><true/><key>x</key><array>");
+    wrapped.replace(wrapped.rfind("</array>"), 8, "</array></dict>");
+    EXPECT_FALSE(PlistValue::parse(wrapped));
 }
 
 TEST(PlistValue, DatesCountFromTheReferenceDate) {

@@ -5,7 +5,12 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
+
+#include <chrono>
+
 #include "app/settings/settings_keys.h"
+#include "support/deep_documents.h"
 #include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
 #include "support/virtual_scheduler.h"
@@ -148,6 +153,23 @@ TEST_F(PreferencesFileTest, AReadableFileIsReadAndWatchedAMissingOneClearsTheSna
     EXPECT_FALSE(reader->hasAccess());
     EXPECT_FALSE(watcher.watching());
     EXPECT_EQ(store.value(keys::preferences), std::nullopt);
+}
+
+TEST_F(PreferencesFileTest, AFifoOrAHostileFileInItsPlaceNeitherHangsNorLeavesASnapshot) {
+    ASSERT_TRUE(shared.store(Preferences{}));
+    const auto started = std::chrono::steady_clock::now();
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+    auto reader = make();  // an ordinary open of a FIFO waits for a writer that never comes
+    EXPECT_FALSE(reader->hasAccess());
+    EXPECT_EQ(store.value(keys::preferences), std::nullopt);
+
+    std::filesystem::remove(file);
+    folder.write("TimeMachine.plist", testing::deepXmlPlist(200'000));
+    reader->recheckAccess();
+    EXPECT_TRUE(reader->hasAccess()) << "the file can be read; it just says nothing usable";
+    EXPECT_EQ(store.value(keys::preferences), std::nullopt);
+    EXPECT_TRUE(sink.contains("Failed serializing preferences file"));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
 }
 
 TEST_F(PreferencesFileTest, ABurstOfChangesIsReadOnceWithTheLiveRunningState) {

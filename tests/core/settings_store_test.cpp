@@ -4,13 +4,20 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <csignal>
+#include <map>
 #include <thread>
 #include <vector>
 
+#include "app/settings/settings_catalog.h"
+#include "app/settings/settings_keys.h"
 #include "support/atomic_file.h"
+#include "support/deep_documents.h"
+#include "support/nesting_depth.h"
 #include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
+#include "support/unprivileged_child.h"
 
 namespace kestrow {
 namespace {
@@ -29,21 +36,110 @@ protected:
     }
 };
 
-TEST_F(SettingsStoreTest, BadFilesReadAsNothingStoredAndTheNextWriteReplacesThem) {
+// Every file in the settings folder but the store itself, with what it holds.
+std::map<std::string, std::string> setAside(const std::filesystem::path& folder) {
+    std::map<std::string, std::string> out;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (name == "settings.plist") continue;
+        out[name] = entry.is_regular_file() ? readFile(entry.path()).value_or("?") : "(not a file)";
+    }
+    return out;
+}
+
+TEST_F(SettingsStoreTest, BadFilesReadAsNothingStoredAndTheNextWriteSetsThemAsideWhole) {
     EXPECT_TRUE(store.contents().empty());  // no file yet
     const std::string good = PlistValue(PlistDict{{"keep", PlistValue(true)}}).toXml();
+    folder.write("kestrow/settings.plist", "");
+    EXPECT_TRUE(store.contents().empty());
+    EXPECT_EQ(store.set("fresh", PlistValue(1)), StoreWrite::changed);
+    EXPECT_TRUE(setAside(file.parent_path()).empty()) << "an empty file holds nothing to keep";
+
+    int expectedAside = 0;
     for (const std::string& bad :
-         {std::string(), good.substr(0, good.size() / 2),
-          PlistValue(PlistArray{PlistValue(1)}).toXml(), std::string("\x89PNG\r\n\x1a\n")}) {
+         {good.substr(0, good.size() / 2), PlistValue(PlistArray{PlistValue(1)}).toXml(),
+          std::string("\x89PNG\r\n\x1a\n"), testing::deepXmlPlist(200'000),
+          testing::deepBinaryPlist(200'000)}) {
         folder.write("kestrow/settings.plist", bad);
-        EXPECT_TRUE(store.contents().empty()) << bad;
+        // Files written in the same second get the same stamp, so each is dated apart.
+        std::filesystem::last_write_time(file, std::filesystem::file_time_type::clock::now() -
+                                                   std::chrono::hours(++expectedAside));
+        EXPECT_TRUE(store.contents().empty()) << bad.substr(0, 60);
         EXPECT_EQ(store.set("fresh", PlistValue(1)), StoreWrite::changed);
         const auto reread = PlistValue::parse(*readFile(file));
         ASSERT_TRUE(reread && reread->asDict());
         EXPECT_EQ(reread->asDict()->size(), 1u);
         EXPECT_EQ(*reread->find("fresh")->asInteger(), 1);
+        // Kept byte for byte beside the store, named as unreadable and dated.
+        const auto aside = setAside(file.parent_path());
+        ASSERT_EQ(aside.size(), static_cast<std::size_t>(expectedAside));
+        bool found = false;
+        for (const auto& [name, content] : aside) {
+            EXPECT_TRUE(name.starts_with("settings.plist.unreadable-")) << name;
+            found = found || content == bad;
+        }
+        EXPECT_TRUE(found) << bad.substr(0, 60);
     }
     EXPECT_TRUE(sink.contains("is unreadable"));
+    EXPECT_TRUE(sink.contains("set it aside as " + file.string() + ".unreadable-"));
+}
+
+TEST_F(SettingsStoreTest, TheAgentSetsAHostileFileAsideAtOnceAndStartsFromDefaults) {
+    const auto started = std::chrono::steady_clock::now();
+    folder.write("kestrow/settings.plist", testing::deepXmlPlist(200'000));
+    std::filesystem::last_write_time(file, std::filesystem::file_time_type::clock::now());
+    SettingsStore agent(file, Logger(sink, LogArea::general),
+                        SettingsStore::OnUnreadable::setAside);
+    EXPECT_FALSE(std::filesystem::exists(file));
+    ASSERT_EQ(setAside(file.parent_path()).size(), 1u);
+    EXPECT_EQ(setAside(file.parent_path()).begin()->second, testing::deepXmlPlist(200'000));
+    EXPECT_TRUE(agent.contents().empty());
+    EXPECT_EQ(agent.set("k", PlistValue(true)), StoreWrite::changed);
+    EXPECT_EQ(agent.boolValue("k"), true);
+
+    // A FIFO or a device node in the file's place is never opened for reading, so nothing
+    // waits for a writer that never comes; it is moved aside like any unreadable file.
+    std::filesystem::remove(file);
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+    EXPECT_TRUE(store.contents().empty());
+    EXPECT_EQ(store.set("after", PlistValue(2)), StoreWrite::changed);
+    EXPECT_EQ(store.integerValue("after"), 2);
+    std::size_t fifos = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(file.parent_path()))
+        fifos += entry.is_fifo() ? 1u : 0u;
+    EXPECT_EQ(fifos, 1u);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+
+    // A readable file stays where it is.
+    SettingsStore again(file, Logger(sink, LogArea::general),
+                        SettingsStore::OnUnreadable::setAside);
+    EXPECT_EQ(again.integerValue("after"), 2);
+}
+
+TEST_F(SettingsStoreTest, AFolderThatCannotBeLockedRefusesTheWriteAndSaysWhy) {
+    store.set("before", PlistValue(1));
+    const std::string written = *readFile(file);
+    // Writable and searchable but not readable: the folder cannot be opened to lock it.
+    std::filesystem::permissions(file.parent_path(), std::filesystem::perms::owner_write |
+                                                         std::filesystem::perms::owner_exec |
+                                                         std::filesystem::perms::others_write |
+                                                         std::filesystem::perms::others_exec);
+    std::filesystem::permissions(file, std::filesystem::perms::all);
+    const auto result = testing::unprivileged(folder, [&] {
+        testing::RecordingLogSink childSink;
+        SettingsStore child(file, Logger(childSink, LogArea::general));
+        const StoreWrite write = child.set("after", PlistValue(2));
+        return std::to_string(static_cast<int>(write)) + "|" +
+               (childSink.contains(
+                    "Failed writing setting after: cannot lock the settings folder " +
+                    file.parent_path().string() + ": Permission denied")
+                    ? "said why"
+                    : "silent");
+    });
+    std::filesystem::permissions(file.parent_path(), std::filesystem::perms::owner_all);
+    if (!result) GTEST_SKIP() << "could not run a child as an unprivileged user (uid 65534)";
+    EXPECT_EQ(*result, std::to_string(static_cast<int>(StoreWrite::failed)) + "|said why");
+    EXPECT_EQ(*readFile(file), written);
 }
 
 TEST_F(SettingsStoreTest, TypedReadsGiveNothingForAnotherType) {
@@ -118,6 +214,34 @@ TEST_F(SettingsStoreTest, AFailedWriteLeavesThePreviousFileWhole) {
     for (const auto& entry : std::filesystem::directory_iterator(file.parent_path())) {
         EXPECT_EQ(entry.path(), file) << "no temporary file is left behind";
     }
+}
+
+}  // namespace
+}  // namespace kestrow
+
+namespace kestrow {
+namespace {
+
+TEST(SettingsCatalog, JsonNestedBeyondTheLimitIsRefusedOnTheWayInAndShownAsAbsent) {
+    const SettingDescriptor* preferences = findSetting(keys::preferences);
+    const SettingDescriptor* folders = findSetting(keys::duplicateFinderFolders);
+    ASSERT_TRUE(preferences && folders);
+    // `settings set` takes JSON text and writes it back with a writer that recurses per level.
+    EXPECT_TRUE(parseSettingValue(*preferences, testing::deepJson(kMaxNestingDepth)));
+    EXPECT_FALSE(parseSettingValue(*preferences, testing::deepJson(kMaxNestingDepth + 1)));
+    EXPECT_FALSE(parseSettingValue(*preferences, testing::deepJson(200'000)));
+    EXPECT_FALSE(parseSettingValue(*folders, testing::deepJson(200'000)));
+
+    // A stored value that deep (written by hand or by another program) is shown as absent.
+    testing::TempFolder folder;
+    testing::RecordingLogSink sink;
+    SettingsStore store(folder / "shared.plist", Logger(sink, LogArea::general));
+    const std::string deep = testing::deepJson(200'000);
+    ASSERT_EQ(store.set(keys::preferences, PlistValue(PlistData(deep.begin(), deep.end()))),
+              StoreWrite::changed);
+    const nlohmann::json shown = effectiveValue(*preferences, store);
+    EXPECT_TRUE(shown.is_null());
+    EXPECT_EQ(shown.dump(), "null");
 }
 
 }  // namespace

@@ -137,7 +137,7 @@ TEST(PreferencesFileOnLinux, ARewrittenSettingsFileReachesTheSharedStore) {
     SharedPreferences shared(store, widgets, log);
     SystemClock clock;
     QtFileWatcher watcher;
-    ProcessTimeMachineTools tools(KESTROW_FAKE_TMUTIL_PATH);
+    ProcessTimeMachineTools tools(KESTROW_FAKE_TMUTIL_PATH, clock, log);
     PreferencesFile file({settings, false, clock, watcher, tools, shared, log});
     ASSERT_TRUE(file.hasAccess());
     const auto volume = [&]() -> std::string {

@@ -1,5 +1,6 @@
 #include "platform/linux/process_time_machine_tools.h"
 
+#include <signal.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -18,8 +19,11 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/system_clock.h"
 #include "platform/linux/tool_process.h"
+#include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
+#include "support/virtual_scheduler.h"
 #include "wait_until.h"
 
 namespace kestrow {
@@ -30,6 +34,9 @@ using kestrow::testing::waitUntil;
 using namespace std::chrono_literals;
 
 const std::string kFakeTool = KESTROW_FAKE_TMUTIL_PATH;
+// The tools remember a missing program on a clock; these tests never wait long enough for that
+// memory to lapse, so the system's clock serves.
+SystemClock systemClock;
 
 // A folder the fake tool answers from, named to it through the environment it inherits.
 class FakeToolFolder : public TempFolder {
@@ -94,7 +101,7 @@ std::optional<StartBackupOutcome> startOf(ProcessTimeMachineTools& tools) {
 
 TEST(ProcessTimeMachineTools, StatusPassesTheToolsOutputThroughWhateverItIs) {
     FakeToolFolder folder;
-    ProcessTimeMachineTools tools(kFakeTool);
+    ProcessTimeMachineTools tools(kFakeTool, systemClock, std::nullopt);
 
     // No output at all is an answer, not a failure.
     EXPECT_EQ(statusOf(tools), std::optional<std::string>(""));
@@ -121,7 +128,7 @@ TEST(ProcessTimeMachineTools, StatusPassesTheToolsOutputThroughWhateverItIs) {
 
 TEST(ProcessTimeMachineTools, StartBackupTellsAcceptedFromRefused) {
     FakeToolFolder folder;
-    ProcessTimeMachineTools tools(kFakeTool);
+    ProcessTimeMachineTools tools(kFakeTool, systemClock, std::nullopt);
     EXPECT_EQ(startOf(tools), StartBackupOutcome{StartBackupOutcome::Accepted{}});
     folder.write("startbackup.exit", "3");
     folder.write("startbackup.out", "Backup session could not be started.\n");
@@ -134,7 +141,7 @@ TEST(ProcessTimeMachineTools, ASlowToolIsStoppedAtItsLimitAndLeavesNoProcessBehi
     folder.write("status.out", "partial answer");
     folder.write("status.delay", "20");
     folder.write("startbackup.delay", "20");
-    ProcessTimeMachineTools tools(kFakeTool, 0.5, 0.5);
+    ProcessTimeMachineTools tools(kFakeTool, systemClock, std::nullopt, 0.5, 0.5);
 
     std::optional<std::optional<std::string>> status;
     const auto started = std::chrono::steady_clock::now();
@@ -161,7 +168,7 @@ TEST(ProcessTimeMachineTools, AMissingToolAnswersNothingAndSaysWhy) {
         {folder.path().string(), "Permission denied"},
         {"", "No program defined"}};
     for (const auto& [program, reason] : cases) {
-        ProcessTimeMachineTools tools(program);
+        ProcessTimeMachineTools tools(program, systemClock, std::nullopt);
         const auto status = statusOf(tools);
         ASSERT_TRUE(status);
         EXPECT_EQ(*status, std::nullopt);
@@ -178,7 +185,7 @@ TEST(ProcessTimeMachineTools, DestroyedWhileTheToolRunsItStopsItAndReportsNothin
     folder.write("status.delay", "20");
     folder.write("startbackup.delay", "20");
     bool reported = false;
-    auto tools = std::make_unique<ProcessTimeMachineTools>(kFakeTool);
+    auto tools = std::make_unique<ProcessTimeMachineTools>(kFakeTool, systemClock, std::nullopt);
     tools->status([&](std::optional<std::string>) { reported = true; });
     tools->startBackup([&](StartBackupOutcome) { reported = true; });
     ASSERT_TRUE(waitUntil([&] { return folder.calls().size() == 22; }));  // both, in any order
@@ -188,12 +195,12 @@ TEST(ProcessTimeMachineTools, DestroyedWhileTheToolRunsItStopsItAndReportsNothin
 
     // A later run that has answered means the event loop went past anything still queued.
     folder.write("status.delay", "0");
-    ProcessTimeMachineTools other(kFakeTool);
+    ProcessTimeMachineTools other(kFakeTool, systemClock, std::nullopt);
     EXPECT_TRUE(statusOf(other));
     EXPECT_FALSE(reported);
 
     // The answer may be the last thing a tools object sees.
-    auto doomed = std::make_unique<ProcessTimeMachineTools>(kFakeTool);
+    auto doomed = std::make_unique<ProcessTimeMachineTools>(kFakeTool, systemClock, std::nullopt);
     bool answered = false;
     doomed->status([&](std::optional<std::string>) {
         doomed.reset();
@@ -244,6 +251,123 @@ TEST(ToolProcess, KeepsStandardErrorApartAndTellsHowTheToolEnded) {
     ASSERT_TRUE(missing);
     EXPECT_EQ(missing->ending, ToolResult::Ending::failedToStart);
     EXPECT_EQ(missing->errorText, "No such file or directory");
+}
+
+bool processExists(pid_t pid) {
+    // A zombie is gone for our purposes: it holds nothing but its exit status.
+    std::ifstream statFile("/proc/" + std::to_string(pid) + "/stat");
+    const std::string stat(std::istreambuf_iterator<char>(statFile), {});
+    const auto close = stat.rfind(')');
+    return close != std::string::npos && stat.size() > close + 2 && stat[close + 2] != 'Z';
+}
+
+TEST(ToolProcess, AToolKilledAtItsLimitTakesTheProcessesItStartedWithIt) {
+    TempFolder folder;
+    const std::string pidFile = (folder / "child.pid").string();
+    // The child is started in the background and outlives a kill of its parent alone.
+    const auto result = answerOf<ToolResult>([&](auto done) {
+        ToolProcess::run("/bin/sh",
+                         {"-c", "sleep 300 & echo $! > '" + pidFile + "'; echo started; wait"}, 0.5,
+                         done);
+    });
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->ending, ToolResult::Ending::timedOut);
+    EXPECT_EQ(result->standardOutput, "started\n");
+    std::ifstream in(pidFile);
+    pid_t child = 0;
+    ASSERT_TRUE(in >> child);
+    ASSERT_GT(child, 1);
+    const bool gone = waitUntil([&] { return !processExists(child); }, 3s);
+    if (!gone) ::kill(child, SIGKILL);
+    EXPECT_TRUE(gone) << "the tool's child " << child << " was left running";
+}
+
+TEST(ToolProcess, AToolThatFloodsItsOutputIsStoppedAtTheLimitWithItsChildren) {
+    const auto started = std::chrono::steady_clock::now();
+    // Both the tool and a child it started write without end.
+    const auto result = answerOf<ToolResult>(
+        [&](auto done) {
+            ToolProcess::run("/bin/sh", {"-c", "yes child & yes parent"}, 60.0, done);
+        },
+        50s);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->ending, ToolResult::Ending::tooMuchOutput);
+    EXPECT_EQ(result->standardOutput.size(), ToolProcess::kOutputLimit);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, 50s) << "stopped long before its limit";
+
+    // Just under the limit still arrives whole, as an answer.
+    const auto whole = answerOf<ToolResult>(
+        [&](auto done) {
+            ToolProcess::run(
+                "/bin/sh",
+                {"-c", "head -c " + std::to_string(ToolProcess::kOutputLimit) + " /dev/zero"}, 60.0,
+                done);
+        },
+        60s);
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(whole->ending, ToolResult::Ending::exited);
+    EXPECT_EQ(whole->standardOutput.size(), ToolProcess::kOutputLimit);
+
+    FakeToolFolder folder;
+    folder.write("startbackup.out", std::string(ToolProcess::kOutputLimit + 1, 'x'));
+    ProcessTimeMachineTools tools(kFakeTool, systemClock, std::nullopt);
+    // 16 MB through a pipe takes its time under the sanitizers on a busy machine.
+    EXPECT_EQ(
+        answerOf<StartBackupOutcome>([&](auto done) { tools.startBackup(done); }, 60s),
+        StartBackupOutcome{StartBackupOutcome::LaunchFailed{"it wrote far more than an answer"}});
+}
+
+// An answer came, and it was "no output" (the tool could not run), or empty output.
+const std::optional<std::optional<std::string>> kAnsweredNothing{std::in_place, std::nullopt};
+const std::optional<std::optional<std::string>> kAnsweredEmpty{std::in_place, std::string()};
+
+TEST(ProcessTimeMachineTools, AMissingToolIsNotStartedAgainUntilItAppearsOrTimePasses) {
+    FakeToolFolder folder;
+    VirtualScheduler clock;
+    // A script whose interpreter is missing fails to start like a missing tool, and the
+    // interpreter can then appear without the tool's own file changing.
+    const auto tool = folder / "tmutil";
+    folder.write("tmutil", "#!" + (folder / "interpreter").string() + "\n");
+    std::filesystem::permissions(tool, std::filesystem::perms::owner_all);
+    testing::RecordingLogSink sink;
+    ProcessTimeMachineTools tools(tool.string(), clock, Logger(sink, LogArea::general));
+    EXPECT_EQ(statusOf(tools), kAnsweredNothing);
+
+    // The stand-in tool, run as the interpreter, logs every start in calls.log.
+    std::filesystem::create_symlink(kFakeTool, folder / "interpreter");
+    for (int poll = 0; poll < 5; ++poll) {
+        EXPECT_EQ(statusOf(tools), kAnsweredNothing);
+        clock.advance(2.0);
+    }
+    const auto outcome = startOf(tools);
+    ASSERT_TRUE(outcome);
+    EXPECT_EQ(*outcome,
+              StartBackupOutcome{StartBackupOutcome::LaunchFailed{"No such file or directory"}})
+        << "a start asked for meanwhile says why, from memory";
+    EXPECT_EQ(folder.calls(), "") << "nothing was started while the tool was remembered missing";
+
+    clock.advance(MissingToolMemory::kRecheckSeconds - 10.0 - 0.5);
+    EXPECT_EQ(statusOf(tools), kAnsweredNothing);
+    EXPECT_EQ(folder.calls(), "");
+    clock.advance(0.5);
+    const auto answer = statusOf(tools);
+    ASSERT_TRUE(answer);
+    EXPECT_TRUE(answer->has_value()) << "tried again after the wait, and it runs now";
+    EXPECT_NE(folder.calls(), "");
+    // Said once when it went missing and once when it ran again, not at every poll.
+    EXPECT_EQ(sink.messages(),
+              (std::vector<std::string>{
+                  tool.string() +
+                      " could not be started (No such file or directory); trying it again in 10 "
+                      "minutes, or once it changes",
+                  tool.string() + " starts again"}));
+
+    // A tool that appears where none was is used at once: its file changed.
+    const auto later = folder / "later";
+    ProcessTimeMachineTools installed(later.string(), clock, std::nullopt);
+    EXPECT_EQ(statusOf(installed), kAnsweredNothing);
+    std::filesystem::create_symlink(kFakeTool, later);
+    EXPECT_EQ(statusOf(installed), kAnsweredEmpty);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "app/settings/shared_settings.h"
 #include "app/settings/standard_settings.h"
 #include "support/iso_date.h"
+#include "support/nesting_depth.h"
 
 namespace kestrow {
 namespace {
@@ -35,8 +36,13 @@ json integers(const std::map<std::string, std::int64_t>& entries) {
     return out;
 }
 
+// Shown and written back with nlohmann's dump, which recurses once per level: a stored value
+// nested deeper than any we write reads as the fallback.
 json decodedJson(const std::optional<PlistData>& data, json fallback) {
     if (!data) return fallback;
+    if (!jsonNestingWithin(
+            std::string_view(reinterpret_cast<const char*>(data->data()), data->size())))
+        return fallback;
     json parsed = json::parse(data->begin(), data->end(), nullptr, false);
     return parsed.is_discarded() ? fallback : parsed;
 }
@@ -59,6 +65,7 @@ std::optional<double> parseReal(std::string_view text) {
 }
 
 std::optional<PlistValue> fromJsonText(SettingType type, std::string_view text) {
+    if (!jsonNestingWithin(text)) return std::nullopt;
     const json parsed = json::parse(text, nullptr, false);
     if (parsed.is_discarded()) return std::nullopt;
     switch (type) {

@@ -5,23 +5,43 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fmt/format.h>
+
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
+#include <cstring>
 
 #include "support/atomic_file.h"
+#include "support/iso_date.h"
 
 namespace kestrow {
 namespace {
 
+// Far beyond any real settings file (a Time Machine snapshot with years of dates is well under
+// a megabyte), and small enough that a runaway file is refused rather than read into memory.
+constexpr std::size_t kLargestSettingsFile = 16 * 1024 * 1024;
+
 // Serialises read-modify-write cycles with other Kestrow processes (the agent and the command
 // line) by locking the settings folder itself, so no lock file is left lying around.
+// A folder that cannot be opened for reading (mode 0300) cannot be locked; the write is then
+// refused with the reason rather than made without the lock, which could lose another
+// process's change.
 class FolderLock {
 public:
     explicit FolderLock(const std::filesystem::path& folder)
         : fd_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        if (fd_ >= 0) {
-            while (::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
-            }
+        if (fd_ < 0) {
+            problem_ = fmt::format("cannot lock the settings folder {}: {}", folder.string(),
+                                   std::strerror(errno));
+            return;
+        }
+        int result = 0;
+        while ((result = ::flock(fd_, LOCK_EX)) != 0 && errno == EINTR) {
+        }
+        if (result != 0) {
+            problem_ = fmt::format("cannot lock the settings folder {}: {}", folder.string(),
+                                   std::strerror(errno));
         }
     }
     ~FolderLock() {
@@ -30,14 +50,82 @@ public:
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;
 
+    // Why the lock is not held; nothing when it is.
+    const std::optional<std::string>& problem() const { return problem_; }
+
 private:
     int fd_;
+    std::optional<std::string> problem_;
 };
+
+// "bar.vemb.orvel.plist.unreadable-2026-11-23T17:32:00Z", from the file's own modification time
+// so that the name says which version of the file it was; "-2", "-3"... when that is taken.
+std::optional<std::filesystem::path> moveAside(const std::filesystem::path& file,
+                                               std::string* error) {
+    struct stat info {};
+    if (::lstat(file.c_str(), &info) != 0) {
+        if (error != nullptr) *error = std::strerror(errno);
+        return std::nullopt;
+    }
+    const std::string base = file.string() + ".unreadable-" +
+                             formatIsoDate(WallTime{std::chrono::seconds{info.st_mtim.tv_sec}});
+    for (int attempt = 1; attempt <= 100; ++attempt) {
+        const std::string target = attempt == 1 ? base : fmt::format("{}-{}", base, attempt);
+        int moved = ::renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
+        if (moved != 0 && errno == EINVAL) {
+            // A file system without the no-replace flag; the folder lock keeps our own
+            // processes from racing between the check and the rename.
+            struct stat taken {};
+            if (::lstat(target.c_str(), &taken) == 0) {
+                errno = EEXIST;
+            } else {
+                moved = ::rename(file.c_str(), target.c_str());
+            }
+        }
+        if (moved == 0) return target;
+        if (errno != EEXIST) break;
+    }
+    if (error != nullptr) *error = std::strerror(errno);
+    return std::nullopt;
+}
 
 }  // namespace
 
-SettingsStore::SettingsStore(std::filesystem::path file, Logger log)
-    : file_(std::move(file)), log_(log) {}
+SettingsStore::SettingsStore(std::filesystem::path file, Logger log, OnUnreadable onUnreadable)
+    : file_(std::move(file)), log_(log) {
+    if (onUnreadable == OnUnreadable::setAside) setAsideIfUnreadable();
+}
+
+std::optional<std::filesystem::path> SettingsStore::setAsideIfUnreadable() {
+    std::lock_guard lock(mutex_);
+    current();
+    if (!cachedProblem_) return std::nullopt;
+    const FolderLock folderLock(file_.parent_path());
+    if (folderLock.problem()) {
+        log_.error("Settings file {} is unreadable and stays where it is: {}", file_.string(),
+                   *folderLock.problem());
+        return std::nullopt;
+    }
+    std::string error;
+    return setAsideLocked(&error);
+}
+
+std::optional<std::filesystem::path> SettingsStore::setAsideLocked(std::string* error) {
+    cachedStamp_.reset();
+    current();  // under the lock: another process may have replaced the file already
+    if (!cachedProblem_) return std::nullopt;
+    const std::string problem = *cachedProblem_;
+    auto aside = moveAside(file_, error);
+    if (aside) {
+        log_.error(
+            "Settings file {} could not be read ({}); set it aside as {} and went on "
+            "with defaults",
+            file_.string(), problem, aside->string());
+    }
+    cachedStamp_.reset();
+    current();
+    return aside;
+}
 
 const PlistDict& SettingsStore::current() const {
     FileStamp stamp;
@@ -51,17 +139,21 @@ const PlistDict& SettingsStore::current() const {
     if (cachedStamp_ == stamp) return cached_;
 
     cached_.clear();
+    cachedProblem_.reset();
     cachedStamp_ = stamp;
     if (stamp.size < 0) return cached_;  // no file yet: nothing stored
-    const auto bytes = readFile(file_);
+    std::string error;
+    const auto bytes = readFile(file_, &error, kLargestSettingsFile);
+    if (bytes && bytes->empty()) return cached_;  // nothing in it to keep
     const auto parsed = bytes ? PlistValue::parse(*bytes) : std::nullopt;
     if (parsed && parsed->asDict() != nullptr) {
         cached_ = *parsed->asDict();
         unreadableNote_.reset();
     } else {
+        cachedProblem_ = bytes ? "not a settings property list, or nested too deeply" : error;
         log_.once(unreadableNote_, LogLevel::error,
-                  "Settings file " + file_.string() +
-                      " is unreadable; reading it as empty until the next write");
+                  "Settings file " + file_.string() + " is unreadable (" + *cachedProblem_ +
+                      "); reading it as empty until the next write sets it aside");
     }
     return cached_;
 }
@@ -146,8 +238,22 @@ StoreWrite SettingsStore::update(std::string_view key, const std::optional<Plist
     std::error_code ec;
     std::filesystem::create_directories(file_.parent_path(), ec);
     const FolderLock folderLock(file_.parent_path());
+    if (folderLock.problem()) {
+        log_.error("Failed writing setting {}: {}", key, *folderLock.problem());
+        return StoreWrite::failed;
+    }
 
-    PlistDict next = current();  // re-read under the lock: another process may have written
+    cachedStamp_.reset();
+    current();  // re-read under the lock: another process may have written
+    if (cachedProblem_) {
+        std::string error;
+        if (!setAsideLocked(&error) && cachedProblem_) {
+            log_.error("Failed writing setting {}: the unreadable file could not be set aside: {}",
+                       key, error);
+            return StoreWrite::failed;
+        }
+    }
+    PlistDict next = current();
     const auto it = next.find(key);
     if (!value) {
         if (it == next.end()) return StoreWrite::unchanged;

@@ -17,12 +17,23 @@ namespace kestrow {
 enum class StoreWrite { changed, unchanged, failed };
 
 // One key-value store kept as an XML plist file. Reads see the file as it is now (another
-// process, such as `kestrow settings set`, may have changed it); a missing, empty, truncated or
-// foreign file reads as an empty store, and the next write replaces it atomically. Typed reads
-// give nothing for a value of another type. Safe to use from several threads and processes.
+// process, such as `kestrow settings set`, may have changed it); a missing, empty, truncated,
+// foreign or hostile file (nested too deep, a FIFO or device in its place, far too large) reads
+// as an empty store. Before a write replaces such a file it is set aside beside itself as
+// "<name>.unreadable-<its modification time>", never deleted, so a hand-edit gone wrong can be
+// recovered. Typed reads give nothing for a value of another type. Safe to use from several
+// threads and processes.
 class SettingsStore {
 public:
-    SettingsStore(std::filesystem::path file, Logger log);
+    // The agent sets an unreadable file aside as it opens its stores, so that it starts from
+    // defaults and says so once; a command that only reads leaves the file where it is.
+    enum class OnUnreadable { readAsEmpty, setAside };
+
+    SettingsStore(std::filesystem::path file, Logger log,
+                  OnUnreadable onUnreadable = OnUnreadable::readAsEmpty);
+
+    // Sets the file aside when it is there but cannot be read as settings; where it went.
+    std::optional<std::filesystem::path> setAsideIfUnreadable();
 
     const std::filesystem::path& file() const { return file_; }
 
@@ -54,15 +65,18 @@ private:
         bool operator==(const FileStamp&) const = default;
     };
 
-    // Both need mutex_ held.
+    // All need mutex_ held; the last two also the folder lock.
     const PlistDict& current() const;
     StoreWrite update(std::string_view key, const std::optional<PlistValue>& value);
+    std::optional<std::filesystem::path> setAsideLocked(std::string* error);
 
     std::filesystem::path file_;
     Logger log_;
     mutable std::mutex mutex_;
     mutable std::optional<FileStamp> cachedStamp_;
     mutable PlistDict cached_;
+    // Why the file as last read could not be used; nothing when it was fine, empty or missing.
+    mutable std::optional<std::string> cachedProblem_;
     mutable OnceLog unreadableNote_;
 };
 

@@ -4,8 +4,6 @@
 
 #include <utility>
 
-#include "platform/linux/tool_process.h"
-
 namespace kestrow {
 namespace {
 
@@ -16,9 +14,10 @@ std::string unansweredText(double seconds) {
 
 }  // namespace
 
-ProcessTimeMachineTools::ProcessTimeMachineTools(std::string program, double statusTimeLimit,
+ProcessTimeMachineTools::ProcessTimeMachineTools(std::string program, const Clock& clock,
+                                                 std::optional<Logger> log, double statusTimeLimit,
                                                  double startTimeLimit)
-    : program_(std::move(program)),
+    : launcher_(std::move(program), clock, log),
       statusTimeLimit_(statusTimeLimit),
       startTimeLimit_(startTimeLimit) {}
 
@@ -33,8 +32,8 @@ std::string ProcessTimeMachineTools::program(const EnvironmentLookup& environmen
 }
 
 void ProcessTimeMachineTools::status(std::function<void(std::optional<std::string>)> done) {
-    ToolProcess::run(
-        program_, {"status", "-X"}, statusTimeLimit_,
+    launcher_.run(
+        {"status", "-X"}, statusTimeLimit_,
         [done = std::move(done)](ToolResult result) {
             // Whatever the exit code, the output is the tool's answer for the parser to judge.
             if (result.ending == ToolResult::Ending::exited)
@@ -46,8 +45,8 @@ void ProcessTimeMachineTools::status(std::function<void(std::optional<std::strin
 }
 
 void ProcessTimeMachineTools::startBackup(std::function<void(StartBackupOutcome)> done) {
-    ToolProcess::run(
-        program_, {"startbackup"}, startTimeLimit_,
+    launcher_.run(
+        {"startbackup"}, startTimeLimit_,
         [done = std::move(done), limit = startTimeLimit_](ToolResult result) {
             switch (result.ending) {
                 case ToolResult::Ending::exited:
@@ -65,6 +64,9 @@ void ProcessTimeMachineTools::startBackup(std::function<void(StartBackupOutcome)
                     return;
                 case ToolResult::Ending::crashed:
                     done({StartBackupOutcome::LaunchFailed{"it stopped unexpectedly"}});
+                    return;
+                case ToolResult::Ending::tooMuchOutput:
+                    done({StartBackupOutcome::LaunchFailed{"it wrote far more than an answer"}});
                     return;
             }
         },

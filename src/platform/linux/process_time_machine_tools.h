@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "platform/linux/tool_launcher.h"
 #include "platform/time_machine_tools.h"
 #include "support/environment.h"
 
@@ -19,8 +20,11 @@ public:
     // daemon that is busy mounting a network destination reply. Starting a backup may first have
     // to wake the daemon, and the user waits on a single answer rather than a stream of them, so
     // it gets longer before we call it unanswered.
-    explicit ProcessTimeMachineTools(std::string program, double statusTimeLimit = 10.0,
-                                     double startTimeLimit = 30.0);
+    // A tool that cannot be started is remembered on `clock` and not started again for a while
+    // (ToolLauncher), and `log` hears of it once: the status is polled every 2 s, and on Linux
+    // the tool is usually absent.
+    ProcessTimeMachineTools(std::string program, const Clock& clock, std::optional<Logger> log,
+                            double statusTimeLimit = 10.0, double startTimeLimit = 30.0);
     ~ProcessTimeMachineTools() override;
     ProcessTimeMachineTools(const ProcessTimeMachineTools&) = delete;
     ProcessTimeMachineTools& operator=(const ProcessTimeMachineTools&) = delete;
@@ -32,7 +36,7 @@ public:
     void startBackup(std::function<void(StartBackupOutcome)> done) override;
 
 private:
-    std::string program_;
+    ToolLauncher launcher_;
     double statusTimeLimit_;
     double startTimeLimit_;
     QObject runs_;  // owns the runs still under way

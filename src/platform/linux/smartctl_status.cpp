@@ -54,7 +54,9 @@ SmartctlStatus::SmartctlStatus(std::string program, double timeLimitSeconds)
     : SmartctlStatus(std::move(program), timeLimitSeconds, Roots{}) {}
 
 SmartctlStatus::SmartctlStatus(std::string program, double timeLimitSeconds, Roots roots)
-    : program_(std::move(program)), timeLimitSeconds_(timeLimitSeconds), roots_(std::move(roots)) {}
+    : launcher_(std::move(program), clock_),
+      timeLimitSeconds_(timeLimitSeconds),
+      roots_(std::move(roots)) {}
 
 std::string SmartctlStatus::program(const EnvironmentLookup& environment) {
     if (environment) {
@@ -194,8 +196,8 @@ SmartStatus::Verdict SmartctlStatus::ask(const std::string& disk) const {
     {
         QEventLoop loop;
         QObject runs;
-        ToolProcess::run(
-            program_, {"-j", "-H", "-i", device}, timeLimitSeconds_,
+        launcher_.run(
+            {"-j", "-H", "-i", device}, timeLimitSeconds_,
             [&](ToolResult answer) {
                 result = std::move(answer);
                 loop.quit();

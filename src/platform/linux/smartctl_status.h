@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/system_clock.h"
+#include "platform/linux/tool_launcher.h"
 #include "platform/smart_status.h"
 #include "support/environment.h"
 
@@ -60,7 +62,10 @@ private:
                                        const std::string& uuid) const;
     Verdict ask(const std::string& disk) const;
 
-    std::string program_;
+    // A disk tool that is not installed is remembered as missing rather than started for every
+    // disk at every check; the check runs on a worker, so the clock is the machine's own.
+    SystemClock clock_;
+    mutable ToolLauncher launcher_;
     double timeLimitSeconds_;
     Roots roots_;
 };

@@ -1,5 +1,8 @@
 #include "platform/linux/tool_process.h"
 
+#include <signal.h>
+#include <unistd.h>
+
 #include <QStringList>
 #include <QTimer>
 
@@ -54,7 +57,7 @@ ToolProcess::ToolProcess(std::function<void(ToolResult)> done, QObject* parent)
 ToolProcess::~ToolProcess() {
     if (process_ == nullptr || process_->state() == QProcess::NotRunning) return;
     process_->disconnect(this);
-    process_->kill();
+    stopTool();
     if (!process_->waitForFinished(kReapMilliseconds)) letGoOfProcess();
 }
 
@@ -66,6 +69,9 @@ void ToolProcess::start(const std::string& program, const std::vector<std::strin
     process_->setArguments(list);
     // A tool that waits for input would otherwise wait on ours.
     process_->setStandardInputFile(QProcess::nullDevice());
+    // Runs in the child between fork and exec: a group of its own, whose id is the tool's pid,
+    // so that a kill of the group reaches the children a tool leaves running.
+    process_->setChildProcessModifier([] { ::setpgid(0, 0); });
 
     connect(process_, &QProcess::readyReadStandardOutput, this, &ToolProcess::collectOutput);
     connect(process_, &QProcess::readyReadStandardError, this, &ToolProcess::collectErrors);
@@ -77,7 +83,8 @@ void ToolProcess::start(const std::string& program, const std::vector<std::strin
     grace_->setSingleShot(true);
     connect(grace_, &QTimer::timeout, this, [this] {
         letGoOfProcess();
-        conclude(ToolResult::Ending::timedOut, -1, std::move(errors_));
+        conclude(tooMuchOutput_ ? ToolResult::Ending::tooMuchOutput : ToolResult::Ending::timedOut,
+                 -1, std::move(errors_));
     });
 
     limit_->start(limitMilliseconds(timeLimitSeconds));
@@ -85,11 +92,20 @@ void ToolProcess::start(const std::string& program, const std::vector<std::strin
 }
 
 void ToolProcess::collectOutput() {
+    if (process_ == nullptr) return;
     const QByteArray bytes = process_->readAllStandardOutput();
-    output_.append(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+    const auto room = kOutputLimit - std::min(kOutputLimit, output_.size());
+    output_.append(bytes.constData(), std::min(room, static_cast<std::size_t>(bytes.size())));
+    if (static_cast<std::size_t>(bytes.size()) <= room || tooMuchOutput_) return;
+    tooMuchOutput_ = true;
+    if (!timedOut_ && process_->state() != QProcess::NotRunning) {
+        stopTool();
+        grace_->start(kReapMilliseconds);
+    }
 }
 
 void ToolProcess::collectErrors() {
+    if (process_ == nullptr) return;
     // Read everything so the pipe never fills, keep only the start.
     const QByteArray bytes = process_->readAllStandardError();
     const auto room = kErrorTextLimit - std::min(kErrorTextLimit, errors_.size());
@@ -105,7 +121,9 @@ void ToolProcess::onErrorOccurred(QProcess::ProcessError error) {
 void ToolProcess::onFinished(int exitCode, QProcess::ExitStatus status) {
     collectOutput();
     collectErrors();
-    if (timedOut_) {
+    if (tooMuchOutput_) {
+        conclude(ToolResult::Ending::tooMuchOutput, -1, std::move(errors_));
+    } else if (timedOut_) {
         conclude(ToolResult::Ending::timedOut, -1, std::move(errors_));
     } else if (status == QProcess::CrashExit) {
         conclude(ToolResult::Ending::crashed, -1, std::move(errors_));
@@ -122,8 +140,18 @@ void ToolProcess::onTimeLimit() {
         return;
     }
     timedOut_ = true;
-    process_->kill();
+    stopTool();
     grace_->start(kReapMilliseconds);
+}
+
+void ToolProcess::stopTool() {
+    if (process_ == nullptr) return;
+    // Until QProcess has reaped the tool its pid cannot be reused, so the group id still names
+    // this tool's group and nobody else's.
+    const qint64 pid = process_->processId();
+    if (process_->state() != QProcess::NotRunning && pid > 1)
+        ::kill(-static_cast<pid_t>(pid), SIGKILL);
+    process_->kill();
 }
 
 void ToolProcess::conclude(ToolResult::Ending ending, int exitCode, std::string errorText) {

@@ -14,21 +14,29 @@ namespace kestrow {
 
 // How one run of an external tool ended.
 struct ToolResult {
-    enum class Ending { exited, failedToStart, timedOut, crashed };
+    // tooMuchOutput: it wrote more than kOutputLimit and was stopped there.
+    enum class Ending { exited, failedToStart, timedOut, crashed, tooMuchOutput };
     Ending ending = Ending::failedToStart;
-    int exitCode = -1;           // the tool's exit code; -1 unless it exited
-    std::string standardOutput;  // everything it wrote, whatever the ending
+    int exitCode = -1;  // the tool's exit code; -1 unless it exited
+    // Everything it wrote, whatever the ending, up to kOutputLimit bytes.
+    std::string standardOutput;
     // failedToStart: why, in words. Otherwise the start of what the tool wrote to standard
     // error, which is kept here and never reaches our own terminal.
     std::string errorText;
 };
 
 // Runs one external program as a process of its own (never through a shell) on the event loop
-// of the calling thread, and reports once how it ended. Past the time limit the process is
-// killed and reaped before `timedOut` is reported.
+// of the calling thread, and reports once how it ended. The program leads a process group of
+// its own, so that whatever it started goes with it: past the time limit, past the output
+// limit, or when the run is dropped, the whole group is killed, and the program reaped before
+// the ending is reported.
 class ToolProcess final : public QObject {
     Q_OBJECT
 public:
+    // Far more than any answer we parse (a status plist is a few kilobytes); a tool that floods
+    // its standard output is stopped there rather than fill our memory.
+    static constexpr std::size_t kOutputLimit = 16 * 1024 * 1024;
+
     // Returns at once; `done` runs later on the calling thread, exactly once. The run belongs to
     // `context` (which must live on the calling thread): destroying `context` first kills the
     // process and drops the report. Without a context the run lasts until it reports.
@@ -50,6 +58,8 @@ private:
     void onErrorOccurred(QProcess::ProcessError error);
     void onFinished(int exitCode, QProcess::ExitStatus status);
     void onTimeLimit();
+    // Kills the tool and every process of its group; what it wrote so far is kept.
+    void stopTool();
     void conclude(ToolResult::Ending ending, int exitCode, std::string errorText);
     void report();
     void letGoOfProcess();
@@ -61,6 +71,7 @@ private:
     std::string output_;
     std::string errors_;
     bool timedOut_ = false;
+    bool tooMuchOutput_ = false;
     std::optional<ToolResult> result_;
 };
 
