@@ -41,7 +41,9 @@ std::vector<CleanerRows::Developer> CleanerRows::offered(SettingsStore& standard
                                                          const UserLocations& folders,
                                                          bool xcodeInstalled) {
     auto rows = developer(standard, folders, xcodeInstalled);
-    std::erase_if(rows, [](const Developer& row) { return !row.available; });
+    std::erase_if(rows, [](const Developer& row) {
+        return !row.available && !(row.enabled && row.lastFreed.value_or(0) > 0);
+    });
     return rows;
 }
 

@@ -40,8 +40,10 @@ struct CleanerRows {
     // Every developer cleaner in table order, available or not.
     static std::vector<Developer> developer(SettingsStore& standard, const UserLocations& folders,
                                             bool xcodeInstalled);
-    // The rows the menu offers: only the cleaners available on this machine now. A switch left
-    // on for a cache that is gone has nothing to clear and comes back with the cache.
+    // The rows the menu offers: the cleaners available on this machine now, and one whose last
+    // pass moved something here (its cache went to the Trash and comes back with the tool's next
+    // use; the row keeps showing what it freed). A switch left on for a cache this machine never
+    // had, say from copied settings, gets no row.
     static std::vector<Developer> offered(SettingsStore& standard, const UserLocations& folders,
                                           bool xcodeInstalled);
     static Browsers browsers(SettingsStore& standard);

@@ -210,8 +210,12 @@ void MenuWindow::showWithin(const QRect& trayGeometry, const QRect& available) {
     anchor_ = trayGeometry;
     available_ = available;
     Q_EMIT aboutToShow();
+    // A layout counts only children that are shown, and the children of a window not shown yet
+    // are not: the first fit only places the panel near enough, the second, once shown, sizes
+    // it for everything it holds.
     fit();
     show();
+    fit();
     raise();
     activateWindow();
 }

@@ -37,6 +37,17 @@ TEST(CleanerRows, TheMenuOffersOnlyCleanersAvailableNowEvenWhenOthersAreSwitched
     EXPECT_TRUE(all[2].enabled);
     EXPECT_FALSE(all[2].available);
 
+    // Cleared by its last pass: the cache is in the Trash, and the row stays with what it freed.
+    standard.set(keys::maintenanceEnabled("npm"), PlistValue(true));
+    standard.set(keys::maintenanceLastFreed,
+                 PlistValue(PlistDict{{"npm", PlistValue(3'100'000)}, {"pip", PlistValue(0)}}));
+    std::filesystem::remove(home / ".npm/_cacache");
+    EXPECT_EQ(ids(CleanerRows::offered(standard, folders, false)), std::vector<std::string>{"npm"});
+    standard.set(keys::maintenanceEnabled("npm"), PlistValue(false));
+    EXPECT_TRUE(CleanerRows::offered(standard, folders, false).empty())
+        << "switched off, a missing cache has no row";
+    std::filesystem::create_directories(home / ".npm/_cacache");
+
     // The cache comes back, and so does its row, still switched on.
     std::filesystem::create_directories(home / ".cache/pip");
     const auto later = CleanerRows::offered(standard, folders, false);
