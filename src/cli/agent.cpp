@@ -149,6 +149,12 @@ void Agent::showMenuWhenNoTray() {
 
 void Agent::followStartAtLogin(MenuWindow& menuWindow) {
     QCheckBox* toggle = menuWindow.startAtLogin();
+    if (options_.demo) {
+        // The demo never changes what the user's session starts.
+        toggle->setEnabled(false);
+        toggle->setToolTip(QStringLiteral("Not in the demo"));
+        return;
+    }
     // The entry may have changed since (`kestrow settings`, the desktop's own settings), so the
     // switch reads it each time the menu opens.
     const auto show = [this, toggle] {
