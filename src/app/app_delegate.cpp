@@ -23,7 +23,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (!d_.demo && d_.makePreferencesFile) preferenceFile_ = d_.makePreferencesFile();
 
     StandardSettings settings(d_.standardStore);
-    if (!settings.didAutoEnableStartAtLaunch()) {
+    if (d_.mayEnableStartAtLaunch && !settings.didAutoEnableStartAtLaunch()) {
         // Recorded before registering, so this happens once in the app's life even if the
         // registration fails, and a user who later turns start-at-launch off is never overruled.
         settings.setDidAutoEnableStartAtLaunch(true);
@@ -47,9 +47,9 @@ void AppDelegate::applicationDidFinishLaunching() {
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
     d_.shell.showStatusItem();
-    d_.menu.iconVisible().set(true);
-    d_.menu.reevaluateIconVisibility();
+    d_.menu.holdIconVisible();
     if (!hasVisibleWindows) showWindow();
+    d_.shell.showMenu();
     if (preferenceFile_ && !preferenceFile_->demo() && !preferenceFile_->hasAccess()) {
         preferenceFile_->recheckAccess();
     }

@@ -42,12 +42,17 @@ public:
         AppShell& shell;
         MenuBarState& menu;
         Logger log;
+        // False for the demo and for a binary that is not installed (a build folder's): the
+        // first launch then leaves start at login alone, and leaves the once-only flag unset so
+        // that the installed agent still gets its first launch.
+        bool mayEnableStartAtLaunch = true;
     };
 
     explicit AppDelegate(Dependencies dependencies);
 
     void applicationDidFinishLaunching();
-    // Always true: reopening is always handled here.
+    // Always true: reopening is always handled here. The icon comes back and stays until the
+    // verdict changes, and the menu opens, so the app is reachable even without a tray.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
     void applicationWillTerminate();
 

@@ -12,6 +12,8 @@ public:
     virtual void showFirstRunWindow() = 0;
     // Makes the tray icon present again (it may have been hidden while protected).
     virtual void showStatusItem() = 0;
+    // Opens the menu by itself, next to the icon when there is one.
+    virtual void showMenu() = 0;
 };
 
 }  // namespace kestrow

@@ -17,6 +17,7 @@ public:
                   "Machine settings yet");
     }
     void showStatusItem() override {}
+    void showMenu() override {}
 
 private:
     Logger log_;

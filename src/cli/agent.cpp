@@ -1,5 +1,6 @@
 #include "cli/agent.h"
 
+#include <QCheckBox>
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDesktopServices>
@@ -92,6 +93,7 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
             {standardStore_, insights_.hogWatch(), insights_.driveHealth(), mainExecutor_,
              insights_.worker(), insights_.folders(), environment_, [this] { showDuplicates(); }},
             diskBody));
+        followStartAtLogin(uiShell_->menuWindow());
         shell_ = std::move(ui);
     } else {
         shell_ = std::make_unique<HeadlessShell>(log_);
@@ -116,6 +118,7 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         *shell_,
         menu_,
         log_,
+        !options_.demo && StartAtLaunch::isInstalledAgent(options_.executable, locations_.home),
     };
     delegate_ = std::make_unique<AppDelegate>(std::move(d));
 }
@@ -142,6 +145,28 @@ void Agent::followVerdict(const ProtectionVerdict& verdict) {
 
 void Agent::showMenuWhenNoTray() {
     if (uiShell_ != nullptr && !uiShell_->hasTray()) uiShell_->showMenuWindow();
+}
+
+void Agent::followStartAtLogin(MenuWindow& menuWindow) {
+    QCheckBox* toggle = menuWindow.startAtLogin();
+    if (options_.demo) {
+        // The demo never changes what the user's session starts.
+        toggle->setEnabled(false);
+        toggle->setToolTip(QStringLiteral("Not in the demo"));
+        return;
+    }
+    // The entry may have changed since (`kestrow settings`, the desktop's own settings), so the
+    // switch reads it each time the menu opens.
+    const auto show = [this, toggle] {
+        const QSignalBlocker quiet(toggle);
+        toggle->setChecked(loginItems_.isEnabled());
+    };
+    QObject::connect(&menuWindow, &MenuWindow::aboutToShow, toggle, show);
+    QObject::connect(toggle, &QCheckBox::toggled, toggle, [this, show](bool on) {
+        StartAtLaunch(loginItems_, log_).setEnabled(on);
+        show();  // a failed write leaves the switch showing what is really there
+    });
+    show();
 }
 
 void Agent::showDuplicates() {

@@ -29,6 +29,7 @@
 
 namespace kestrow {
 
+class MenuWindow;
 class UiShell;
 
 // The composition root: every long-lived part of the running agent, created in dependency order
@@ -62,6 +63,7 @@ public:
 private:
     std::unique_ptr<PreferencesFileHandle> makePreferencesFile();
     void followVerdict(const ProtectionVerdict& verdict);
+    void followStartAtLogin(MenuWindow& menuWindow);
     void showDuplicates();
     FirstRunFacts firstRunFacts() const;
     void perform(StepAction action);

@@ -84,7 +84,9 @@ int runHogsCommand(const CommandContext& context) {
         const HogScanner scanner(folders, clock, log);
         std::string error;
         try {
-            if (!store.save(scanner.snapshot(clock.now()), &error)) {
+            SizeSnapshot snapshot = scanner.snapshot(clock.now());
+            snapshot.kind = SizeSnapshot::Kind::manual;
+            if (!store.save(snapshot, &error)) {
                 log.error("could not save snapshot ({})", error);
                 return kExitFailed;
             }

@@ -2,6 +2,7 @@
 
 #include "insights/hog_scanner.h"
 #include "insights/hog_store.h"
+#include "platform/linux/background_priority.h"
 
 namespace kestrow {
 
@@ -13,13 +14,17 @@ InsightsStack::InsightsStack(Clock& clock, Executor& mainExecutor, SettingsStore
       idle_(QDBusConnection::sessionBus()),
       smartctl_(SmartctlStatus::program(environment)),
       smart_(QDBusConnection::systemBus(), smartctl_) {
-    hogWatch_ = std::make_unique<HogWatchScheduler>(
-        HogWatchScheduler::Dependencies{clock, mainExecutor, scanWorker_, standardStore, power_,
-                                        idle_, HogStore(HogStore::folderIn(folders_)),
-                                        [scanner = HogScanner(folders_, clock, log)](WallTime now) {
-                                            return scanner.snapshot(now);
-                                        },
-                                        HogWatchScheduler::systemLocalHour, log});
+    hogWatch_ = std::make_unique<HogWatchScheduler>(HogWatchScheduler::Dependencies{
+        clock, mainExecutor, scanWorker_, standardStore, power_, idle_,
+        HogStore(HogStore::folderIn(folders_)),
+        [scanner = HogScanner(folders_, clock, log)](WallTime now) {
+            return scanner.snapshot(now);
+        },
+        HogWatchScheduler::systemLocalHour, log,
+        [watchLog = Logger(log.sink(), LogArea::hogWatch)] {
+            if (const auto failed = BackgroundPriority::enterOnThisThread())
+                watchLog.notice("scanning at a higher priority than idle ({})", *failed);
+        }});
     driveHealth_ = std::make_unique<DriveHealthMonitor>(
         DriveHealthMonitor::Dependencies{clock, mainExecutor, healthWorker_, smart_,
                                          [&backup] { return backup.destination(); }, log});

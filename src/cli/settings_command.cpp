@@ -2,8 +2,15 @@
 
 #include <fmt/format.h>
 
+#include <QDBusConnection>
+
 #include "app/settings/settings_catalog.h"
+#include "app/settings/settings_keys.h"
+#include "cli/command_application.h"
+#include "platform/linux/linux_widget_host.h"
+#include "platform/linux/xdg_autostart_login_items.h"
 #include "support/log_sink.h"
+#include "timemachine/shared_preferences.h"
 
 namespace kestrow {
 
@@ -13,6 +20,16 @@ const char* const kSettingsUsage =
     "       kestrow settings unset KEY\n";
 
 namespace {
+
+// Start at login is not kept in either store: the autostart entry itself is the setting, so the
+// desktop's own autostart settings, the menu's switch and this command can never disagree.
+constexpr std::string_view kStartAtLogin = "startAtLogin";
+
+XdgAutostartLoginItems loginItems(const UserLocations& locations) {
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return XdgAutostartLoginItems(locations.autostartEntry(), self);
+}
 
 struct Stores {
     StderrLogSink sink;
@@ -47,6 +64,8 @@ int report(const CommandContext& context, bool asJson) {
         const char* group = setting.domain == SettingsDomain::standard ? "standard" : "shared";
         document[group][setting.name] = effectiveValue(setting, stores.of(setting));
     }
+    const UserLocations locations = context.locations();
+    document["standard"][std::string(kStartAtLogin)] = loginItems(locations).isEnabled();
     if (asJson) {
         context.out << document.dump(2) << "\n";
         return kExitDone;
@@ -63,15 +82,49 @@ int report(const CommandContext& context, bool asJson) {
         }
     };
     section("Standard settings", SettingsDomain::standard, "standard");
+    context.out << fmt::format("  {:<34} {} ({})\n", kStartAtLogin,
+                               humanValue(document["standard"][std::string(kStartAtLogin)]),
+                               locations.autostartEntry().string());
     context.out << "\n";
     section("Shared settings", SettingsDomain::shared, "shared");
     return kExitDone;
+}
+
+int setStartAtLogin(const CommandContext& context, const std::string& text) {
+    if (text != "true" && text != "false")
+        return usageError(context,
+                          fmt::format("'{}' is not a boolean value for {}", text, kStartAtLogin));
+    if (const auto error = loginItems(context.locations()).setEnabled(text == "true")) {
+        context.err << "kestrow settings: " << *error << "\n";
+        return kExitFailed;
+    }
+    return kExitDone;
+}
+
+// The value as given, in the form the effective values take; null for the kinds that have no
+// range to fall outside of.
+nlohmann::json givenValue(const PlistValue& value) {
+    if (const bool* b = value.asBool()) return *b;
+    if (const std::int64_t* i = value.asInteger()) return *i;
+    if (const double* d = value.asReal()) return *d;
+    if (const std::string* text = value.asString()) return *text;
+    return nullptr;
+}
+
+// The snapshot in the shared store carries copies of the shared keys (the threshold and the live
+// facts): it is stored again so that whatever shows Kestrow's status sees the change at once.
+void restoreSnapshot(SettingsStore& shared) {
+    const auto app = commandApplication();
+    StderrLogSink sink(LogLevel::error);
+    LinuxWidgetHost widgets(QDBusConnection::sessionBus());
+    SharedPreferences(shared, widgets, Logger(sink, LogArea::general)).restore();
 }
 
 int set(const CommandContext& context) {
     if (context.arguments.size() != 3) return usageError(context, "set takes a key and a value");
     const std::string& name = context.arguments[1];
     const std::string& text = context.arguments[2];
+    if (name == kStartAtLogin) return setStartAtLogin(context, text);
     const SettingDescriptor* setting = findSetting(name);
     if (setting == nullptr) return usageError(context, fmt::format("unknown key '{}'", name));
     const auto value = parseSettingValue(*setting, text);
@@ -80,10 +133,24 @@ int set(const CommandContext& context) {
                                                typeName(setting->type), name));
     }
     Stores stores(context.locations());
-    if (stores.of(*setting).set(name, *value) == StoreWrite::failed) {
+    const StoreWrite write = stores.of(*setting).set(name, *value);
+    if (write == StoreWrite::failed) {
         context.err << fmt::format("kestrow settings: could not write {}\n",
                                    stores.of(*setting).file().string());
         return kExitFailed;
+    }
+    if (write == StoreWrite::changed && setting->domain == SettingsDomain::shared &&
+        name != keys::preferences)
+        restoreSnapshot(stores.shared);
+    // Stored as given, as a hand-edited file would hold it, but the app applies its range rule
+    // on reading: say what it will act on.
+    const nlohmann::json given = givenValue(*value);
+    const nlohmann::json effective = effectiveValue(*setting, stores.of(*setting));
+    if (!given.is_null() && effective != given) {
+        context.err << fmt::format(
+            "kestrow settings: {} is stored as {}, but that is out of range: Kestrow reads {} "
+            "instead\n",
+            name, text, humanValue(effective));
     }
     return kExitDone;
 }
@@ -91,14 +158,20 @@ int set(const CommandContext& context) {
 int unset(const CommandContext& context) {
     if (context.arguments.size() != 2) return usageError(context, "unset takes one key");
     const std::string& name = context.arguments[1];
+    if (name == kStartAtLogin)
+        return usageError(context, "startAtLogin is the autostart entry: set it to true or false");
     const SettingDescriptor* setting = findSetting(name);
     if (setting == nullptr) return usageError(context, fmt::format("unknown key '{}'", name));
     Stores stores(context.locations());
-    if (stores.of(*setting).remove(name) == StoreWrite::failed) {
+    const StoreWrite write = stores.of(*setting).remove(name);
+    if (write == StoreWrite::failed) {
         context.err << fmt::format("kestrow settings: could not write {}\n",
                                    stores.of(*setting).file().string());
         return kExitFailed;
     }
+    if (write == StoreWrite::changed && setting->domain == SettingsDomain::shared &&
+        name != keys::preferences)
+        restoreSnapshot(stores.shared);
     return kExitDone;
 }
 

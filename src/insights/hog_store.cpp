@@ -71,7 +71,17 @@ bool HogStore::save(const SizeSnapshot& snapshot, std::string* error) const {
     fs::create_directories(folder_, created);
     if (!writeFileAtomically(folder_ / snapshotName(snapshot.date), snapshot.toJson(), error))
         return false;
-    for (const auto& name : snapshotsToPrune(snapshotNames(), kKeep)) {
+    const std::vector<std::string> names = snapshotNames();
+    // The two newest nightly snapshots set the pace of the days-until-full estimate, so a run
+    // of manual scans never prunes them away.
+    std::vector<std::string> nightly;
+    for (auto name = names.rbegin(); name != names.rend() && nightly.size() < 2; ++name) {
+        const auto text = readFile(folder_ / *name);
+        const auto stored = text ? SizeSnapshot::fromJson(*text) : std::nullopt;
+        if (stored && stored->kind == SizeSnapshot::Kind::nightly) nightly.push_back(*name);
+    }
+    for (const auto& name : snapshotsToPrune(names, kKeep)) {
+        if (std::find(nightly.begin(), nightly.end(), name) != nightly.end()) continue;
         std::error_code ignored;
         fs::remove(folder_ / name, ignored);
     }

@@ -26,7 +26,8 @@ public:
 
     // Every readable snapshot, oldest first; corrupt files are passed over.
     std::vector<SizeSnapshot> load() const;
-    // Writes the snapshot atomically, then deletes the oldest of ours beyond the newest kKeep.
+    // Writes the snapshot atomically, then deletes the oldest of ours beyond the newest kKeep,
+    // but never the newest two nightly ones.
     // False with a readable reason when the snapshot could not be written; a failed deletion
     // only leaves an extra file for the next save to try again.
     bool save(const SizeSnapshot& snapshot, std::string* error = nullptr) const;

@@ -130,7 +130,13 @@ HogWatch::Reading HogWatch::latest(const std::vector<SizeSnapshot>& snapshots,
     const SizeSnapshot& current = snapshots.back();
     std::optional<SizeSnapshot> previous;
     if (snapshots.size() >= 2) previous = snapshots[snapshots.size() - 2];
-    return {alerts(previous, current, dismissed), daysUntilFull(previous, current)};
+    std::vector<const SizeSnapshot*> nightly;
+    for (auto it = snapshots.rbegin(); it != snapshots.rend() && nightly.size() < 2; ++it) {
+        if (it->kind == SizeSnapshot::Kind::nightly) nightly.push_back(&*it);
+    }
+    std::optional<int> full;
+    if (nightly.size() == 2) full = daysUntilFull(*nightly[1], *nightly[0]);
+    return {alerts(previous, current, dismissed), full};
 }
 
 }  // namespace kestrow

@@ -61,7 +61,9 @@ struct HogWatch {
         std::vector<HogAlert> alerts;
         std::optional<int> daysUntilFull;
     };
-    // What the newest two of `snapshots` (oldest first) say; nothing without any.
+    // What `snapshots` (oldest first) say; nothing without any. The alerts compare the newest
+    // two of any kind; the days until full, the newest two nightly ones, since a manual scan
+    // seconds after another measures no pace at all.
     static Reading latest(const std::vector<SizeSnapshot>& snapshots,
                           const std::map<std::string, std::int64_t>& dismissed);
 };

@@ -20,9 +20,12 @@ struct ScanOutcome {
 
 // Runs on the worker. Anything thrown ends the scan as a failure rather than leaving the watch
 // busy for good.
-ScanOutcome scanAndSave(const HogWatchScheduler::Scan& scan, const HogStore& store, WallTime now) {
+ScanOutcome scanAndSave(const HogWatchScheduler::Scan& scan,
+                        const std::function<void()>& enterBackgroundPriority, const HogStore& store,
+                        WallTime now) {
     ScanOutcome outcome;
     try {
+        if (enterBackgroundPriority) enterBackgroundPriority();
         outcome.taken = scan(now);
     } catch (const std::exception& error) {
         outcome.scanError = error.what();
@@ -30,19 +33,12 @@ ScanOutcome scanAndSave(const HogWatchScheduler::Scan& scan, const HogStore& sto
         outcome.scanError = "unknown error";
     }
     if (outcome.taken) {
+        outcome.taken->kind = SizeSnapshot::Kind::nightly;  // what sets the pace of the estimate
         std::string error;
         if (!store.save(*outcome.taken, &error)) outcome.saveError = error;
     }
     outcome.stored = store.load();
     return outcome;
-}
-
-// The newest two, oldest first.
-std::vector<SizeSnapshot> lastTwo(std::vector<SizeSnapshot> snapshots) {
-    if (snapshots.size() > 2) {
-        snapshots.erase(snapshots.begin(), snapshots.end() - 2);
-    }
-    return snapshots;
 }
 
 }  // namespace
@@ -125,9 +121,10 @@ bool HogWatchScheduler::quietNight(WallTime now) {
 void HogWatchScheduler::scan(WallTime now) {
     scanning_ = true;
     waitingNote_.reset();
-    d_.worker.post([this, alive = std::weak_ptr<bool>(alive_), scan = d_.scan, store = d_.store,
+    d_.worker.post([this, alive = std::weak_ptr<bool>(alive_), scan = d_.scan,
+                    background = d_.enterBackgroundPriority, store = d_.store,
                     &main = d_.mainExecutor, now] {
-        ScanOutcome outcome = scanAndSave(scan, store, now);
+        ScanOutcome outcome = scanAndSave(scan, background, store, now);
         main.post([this, alive, outcome = std::move(outcome)]() mutable {
             if (alive.expired()) return;
             if (outcome.scanError) log_.error("scan failed ({})", *outcome.scanError);
@@ -148,7 +145,7 @@ void HogWatchScheduler::remember(std::vector<SizeSnapshot> stored) {
     if (unsaved_ && (stored.empty() || stored.back().date < unsaved_->date)) {
         stored.push_back(*unsaved_);
     }
-    latest_ = lastTwo(std::move(stored));
+    latest_ = std::move(stored);
     publish();
 }
 

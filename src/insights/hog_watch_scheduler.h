@@ -40,6 +40,9 @@ public:
         Scan scan;  // runs on the worker
         LocalHour localHour = systemLocalHour;
         Logger log;  // any area: the watch logs under its own
+        // Runs on the worker before each scan: a long walk of the whole home at night must
+        // yield the processor and the disk to anything else (idle CPU and I/O priority).
+        std::function<void()> enterBackgroundPriority{};
     };
 
     static constexpr double kTickSeconds = 600.0;
@@ -71,8 +74,7 @@ private:
     void tick();
     bool quietNight(WallTime now);
     void scan(WallTime now);
-    // Keeps the newest two of `stored` (and of a snapshot that could not be saved) and
-    // publishes what they say.
+    // Keeps `stored` (and a snapshot that could not be saved) and publishes what they say.
     void remember(std::vector<SizeSnapshot> stored);
     void publish();
 
@@ -81,7 +83,7 @@ private:
     OnceLog waitingNote_;
     std::optional<TaskId> next_;
     bool scanning_ = false;
-    // The newest two snapshots, oldest first.
+    // The stored snapshots, oldest first: a few, as the store prunes them.
     std::vector<SizeSnapshot> latest_;
     std::optional<SizeSnapshot> unsaved_;
     Observable<std::vector<HogAlert>> alerts_;

@@ -40,6 +40,7 @@ std::string SizeSnapshot::toJson() const {
     Json object = Json::object();
     object["date"] = secondsSinceReferenceDate(date);
     if (freeBytes) object["freeBytes"] = *freeBytes;
+    object["kind"] = kind == Kind::nightly ? "nightly" : "manual";
     Json folders = Json::object();
     for (const auto& [path, size] : sizes) folders[path] = size;
     object["sizes"] = std::move(folders);
@@ -58,6 +59,11 @@ std::optional<SizeSnapshot> SizeSnapshot::fromJson(std::string_view text) {
 
     SizeSnapshot snapshot;
     snapshot.date = *when;
+    if (const auto kind = object.find("kind"); kind != object.end()) {
+        snapshot.kind = kind->is_string() && kind->get_ref<const std::string&>() == "nightly"
+                            ? Kind::nightly
+                            : Kind::manual;
+    }
     if (const auto free = object.find("freeBytes"); free != object.end()) {
         snapshot.freeBytes = byteCount(*free);
     }

@@ -37,6 +37,16 @@ std::vector<CleanerRows::Developer> CleanerRows::developer(SettingsStore& standa
     return rows;
 }
 
+std::vector<CleanerRows::Developer> CleanerRows::offered(SettingsStore& standard,
+                                                         const UserLocations& folders,
+                                                         bool xcodeInstalled) {
+    auto rows = developer(standard, folders, xcodeInstalled);
+    std::erase_if(rows, [](const Developer& row) {
+        return !row.available && !(row.enabled && row.lastFreed.value_or(0) > 0);
+    });
+    return rows;
+}
+
 CleanerRows::Browsers CleanerRows::browsers(SettingsStore& standard) {
     const StandardSettings settings(standard);
     Browsers row;

@@ -37,9 +37,15 @@ struct CleanerRows {
     static constexpr const char* kBrowserTitle = "Clear browser caches weekly";
     static constexpr const char* kFreeUpHelp = "Run every cleaner turned on in Weekly cleaners";
 
-    // Every developer cleaner in table order; the menu shows the available or enabled ones.
+    // Every developer cleaner in table order, available or not.
     static std::vector<Developer> developer(SettingsStore& standard, const UserLocations& folders,
                                             bool xcodeInstalled);
+    // The rows the menu offers: the cleaners available on this machine now, and one whose last
+    // pass moved something here (its cache went to the Trash and comes back with the tool's next
+    // use; the row keeps showing what it freed). A switch left on for a cache this machine never
+    // had, say from copied settings, gets no row.
+    static std::vector<Developer> offered(SettingsStore& standard, const UserLocations& folders,
+                                          bool xcodeInstalled);
     static Browsers browsers(SettingsStore& standard);
     // The line above the free-up button; nothing measured yet reads as measuring.
     static std::string estimateLine(bool anyCleanerOn, std::optional<std::int64_t> bytes);

@@ -8,6 +8,8 @@ MenuBarState::MenuBarState(SettingsStore& standardStore, Executor& mainExecutor)
     : standardStore_(standardStore), mainExecutor_(mainExecutor) {}
 
 void MenuBarState::setProtected(bool isProtected) {
+    // The same verdict published again is no change, so it keeps an icon the user brought back.
+    if (isProtected != protected_) held_ = false;
     protected_ = isProtected;
     reevaluateIconVisibility();
 }
@@ -16,7 +18,7 @@ void MenuBarState::reevaluateIconVisibility() {
     if (pendingHide_) mainExecutor_.cancel(*pendingHide_);
     pendingHide_.reset();
     const StandardSettings settings(standardStore_);
-    if (!(protected_ && settings.hideIconWhenProtected())) {
+    if (held_ || !(protected_ && settings.hideIconWhenProtected())) {
         iconVisible_.set(true);
         return;
     }
@@ -24,6 +26,11 @@ void MenuBarState::reevaluateIconVisibility() {
         pendingHide_.reset();
         iconVisible_.set(false);
     });
+}
+
+void MenuBarState::holdIconVisible() {
+    held_ = true;
+    reevaluateIconVisibility();
 }
 
 }  // namespace kestrow

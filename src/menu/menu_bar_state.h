@@ -23,6 +23,9 @@ public:
     // Applies the auto-hide setting to the current verdict: when the icon should go, it goes after
     // the chosen delay, so an icon just brought back by the user is seen first.
     void reevaluateIconVisibility();
+    // The user opened the app again: the icon shows at once and stays, whatever the auto-hide
+    // setting says, until the verdict next changes between protected and not.
+    void holdIconVisible();
     void setIconHasError(bool hasError) { iconHasError_.set(hasError); }
 
 private:
@@ -30,6 +33,7 @@ private:
     Executor& mainExecutor_;
     std::optional<TaskId> pendingHide_;
     bool protected_ = false;
+    bool held_ = false;
     Observable<bool> iconVisible_{true};
     Observable<bool> iconHasError_{false};
 };

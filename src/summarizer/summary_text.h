@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kestrow {
 
@@ -19,5 +20,13 @@ std::string_view trimmedText(std::string_view text);
 
 // The number of characters (code points), not bytes: a stray continuation byte is not counted.
 std::size_t characterCount(std::string_view text);
+
+// A maximal run of decimal digits of any script (Unicode category Nd: "42", "٤٢", "４２"), as
+// written and as its digits' values in ASCII ("42" for all three).
+struct DigitRun {
+    std::string text;
+    std::string value;
+};
+std::vector<DigitRun> digitRuns(std::string_view text);
 
 }  // namespace kestrow

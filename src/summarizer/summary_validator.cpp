@@ -32,10 +32,6 @@ bool contains(std::string_view text, std::string_view phrase) {
     return text.find(phrase) != std::string_view::npos;
 }
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 std::size_t sentenceCount(std::string_view text) {
     std::size_t count = 0;
     std::size_t start = 0;
@@ -103,28 +99,19 @@ SummaryValidator::Validation SummaryValidator::validate(std::string_view summary
         }
     }
 
-    const auto known = numbers(factsText);
-    for (const auto& number : numbers(rewrite)) {
-        if (std::find(known.begin(), known.end(), number) == known.end()) {
-            return reject(SummaryRejection::inventedNumber(number));
-        }
+    std::unordered_set<std::string> known;
+    for (auto& run : digitRuns(factsText)) known.insert(std::move(run.value));
+    for (const auto& run : digitRuns(rewrite)) {
+        if (!known.contains(run.value)) return reject(SummaryRejection::inventedNumber(run.text));
     }
     return {};
 }
 
 std::vector<std::string> SummaryValidator::numbers(std::string_view text) {
     std::vector<std::string> found;
-    std::unordered_set<std::string_view> seen;
-    for (std::size_t i = 0; i < text.size();) {
-        if (!isDigit(text[i])) {
-            ++i;
-            continue;
-        }
-        std::size_t end = i;
-        while (end < text.size() && isDigit(text[end])) ++end;
-        const auto number = text.substr(i, end - i);
-        if (seen.insert(number).second) found.emplace_back(number);
-        i = end;
+    std::unordered_set<std::string> seen;
+    for (auto& run : digitRuns(text)) {
+        if (seen.insert(run.text).second) found.push_back(std::move(run.text));
     }
     return found;
 }

@@ -28,8 +28,10 @@ public:
 
     static Validation validate(std::string_view summary, const std::vector<StatusFact>& facts);
 
-    // Every maximal run of ASCII digits, each once, in the order of first appearance ("code 19,
-    // 2 days" gives "19" and "2"). Digits are compared as text: "07" is not "7".
+    // Every maximal run of decimal digits of any script, each once, as written, in the order of
+    // first appearance ("code 19, 2 days" gives "19" and "2"). A rewrite's number is known when
+    // the facts hold the same digits, whatever their script ("٣" is "3"); digits are compared as
+    // text: "07" is not "7".
     static std::vector<std::string> numbers(std::string_view text);
 };
 

@@ -149,6 +149,14 @@ void BackupStatusModel::refreshFailureReason(const Destination& destination) {
         });
 }
 
+void BackupStatusModel::setProtectedThresholdHours(std::optional<double> hours) {
+    if (d_.shared.setProtectedThresholdHours(hours)) refresh();
+}
+
+double BackupStatusModel::protectedThresholdHours() const {
+    return SharedSettings(d_.shared.store()).protectedThresholdHours();
+}
+
 void BackupStatusModel::evaluate(bool configured) {
     ProtectionStateEvaluator::Facts facts;
     facts.timeMachineConfigured = configured;

@@ -58,6 +58,11 @@ public:
     BackupStatusModel& operator=(const BackupStatusModel&) = delete;
 
     void refresh();
+    // The menu's threshold setting: stores it, stores the snapshot again for the widgets, and
+    // gives the verdict and the rings for the new threshold at once.
+    void setProtectedThresholdHours(std::optional<double> hours);
+    // The threshold the verdict uses now: the setting, or 24 hours.
+    double protectedThresholdHours() const;
     void startLivePolling();
     void stopLivePolling();
     // Reads the live status once, publishes it and calls `done`.

@@ -47,10 +47,22 @@ void SharedPreferences::remove() {
     widgets_.reloadTimelines(kWidgetKind);
 }
 
+void SharedPreferences::restore() {
+    if (auto snapshot = load()) store(std::move(*snapshot));
+}
+
 void SharedPreferences::recordAndRestore(std::string_view key, std::optional<bool> value) {
     if (shared_.boolValue(key) == value) return;
     shared_.setOptionalBool(key, value);
-    if (auto snapshot = load()) store(std::move(*snapshot));
+    restore();
+}
+
+bool SharedPreferences::setProtectedThresholdHours(std::optional<double> hours) {
+    const StoreWrite write = hours ? shared_.set(keys::protectedThresholdHours, *hours)
+                                   : shared_.remove(keys::protectedThresholdHours);
+    if (write != StoreWrite::changed) return false;
+    restore();
+    return true;
 }
 
 void SharedPreferences::recordReachability(std::optional<bool> reachable) {

@@ -24,6 +24,14 @@ public:
     std::optional<Preferences> load();
     // No readable settings: the snapshot goes, and the widgets are told.
     void remove();
+    // Loads the snapshot and stores it again, so that its copy of the live facts and of the
+    // threshold follows the store; nothing when there is no snapshot.
+    void restore();
+
+    // Writes "protectedThresholdHours" (nothing removes it: the default applies) and, on a
+    // change, stores the snapshot again at once. True when the stored value changed; the caller
+    // re-evaluates protection then.
+    bool setProtectedThresholdHours(std::optional<double> hours);
 
     // Compare-and-write of a live fact; on a change the snapshot is stored again so its copy of
     // the fact follows at once.

@@ -5,8 +5,10 @@
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <cmath>
 
 #include "timemachine/backup_status_model.h"
 #include "ui/color_blend.h"
@@ -63,7 +65,8 @@ BackupSection::BackupSection(BackupStatusModel& model, QWidget* parent)
       backUpNow_(new QPushButton(QStringLiteral("Back Up Now"), this)),
       startError_(wrappedLabel(this)),
       historyToggle_(new QToolButton(this)),
-      history_(new QLabel(this)) {
+      history_(new QLabel(this)),
+      threshold_(new QSpinBox(this)) {
     rings_->setFixedSize(112, 112);
     QFont bold = headline_->font();
     bold.setBold(true);
@@ -107,6 +110,24 @@ BackupSection::BackupSection(BackupStatusModel& model, QWidget* parent)
     column->addLayout(actions);
     column->addWidget(startError_);
     column->addWidget(history_);
+
+    auto* thresholdTitle = new QLabel(QStringLiteral("Protection threshold"), this);
+    threshold_->setObjectName(QStringLiteral("threshold"));
+    threshold_->setRange(1, 24 * 30);
+    threshold_->setSuffix(QStringLiteral(" hours"));
+    threshold_->setValue(static_cast<int>(std::lround(model_.protectedThresholdHours())));
+    // Typing commits on Enter or leaving the box, not at every digit; the arrows at once.
+    threshold_->setKeyboardTracking(false);
+    const QString band = QStringLiteral("The shaded band at the edge of the rings is this window.");
+    thresholdTitle->setToolTip(band);
+    threshold_->setToolTip(band);
+    auto* thresholdRow = new QHBoxLayout;
+    thresholdRow->addWidget(thresholdTitle);
+    thresholdRow->addStretch(1);
+    thresholdRow->addWidget(threshold_);
+    column->addLayout(thresholdRow);
+    connect(threshold_, &QSpinBox::valueChanged, this,
+            [this](int hours) { model_.setProtectedThresholdHours(static_cast<double>(hours)); });
 
     connect(backUpNow_, &QPushButton::clicked, this, [this] { model_.startBackup(); });
     connect(historyToggle_, &QToolButton::toggled, this, [this](bool open) {

@@ -7,6 +7,7 @@
 
 class QLabel;
 class QPushButton;
+class QSpinBox;
 class QToolButton;
 
 namespace kestrow {
@@ -32,6 +33,8 @@ public:
     QPushButton& backUpNow() const { return *backUpNow_; }
     QToolButton& historyToggle() const { return *historyToggle_; }
     QLabel& history() const { return *history_; }
+    // The protection threshold in hours: the verdict and the rings follow it at once.
+    QSpinBox& threshold() const { return *threshold_; }
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -49,6 +52,7 @@ private:
     QLabel* startError_;
     QToolButton* historyToggle_;
     QLabel* history_;
+    QSpinBox* threshold_;
     std::vector<std::shared_ptr<void>> subscriptions_;
 };
 

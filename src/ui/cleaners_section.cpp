@@ -119,9 +119,7 @@ void CleanersSection::rebuildRows() {
         return box;
     };
 
-    for (const auto& row :
-         CleanerRows::developer(s_.standardStore, s_.folders, s_.xcodeInstalled)) {
-        if (!row.available && !row.enabled) continue;
+    for (const auto& row : CleanerRows::offered(s_.standardStore, s_.folders, s_.xcodeInstalled)) {
         auto* box = addSwitch(QString::fromStdString(row.id), QString::fromStdString(row.title),
                               row.enabled, [this, id = row.id](bool value) {
                                   s_.standardStore.set(keys::maintenanceEnabled(id), value);

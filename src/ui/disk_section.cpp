@@ -127,30 +127,38 @@ void DiskSection::showHogs() {
     const auto& alerts = s_.hogWatch.alerts().get();
     hogs_->setText(alerts.empty() ? QStringLiteral("Nothing grew unusually.")
                                   : QStringLiteral("A folder is growing fast"));
+    // With an estimate each hog also has its card at the top of the menu (the same rule as the
+    // cards'), so the section points there instead of telling it twice.
+    const bool listedAbove = s_.hogWatch.daysUntilFull().get().has_value();
     for (const HogAlert& alert : alerts) {
         auto* row = new QWidget(alerts_);
         auto* line = new QHBoxLayout(row);
         line->setContentsMargins(0, 0, 0, 0);
         const QString name =
             QString::fromStdString(std::filesystem::path(alert.path).filename().string());
+        auto* label = wrapped(row);
+        label->setToolTip(QString::fromStdString(alert.path));
+        line->addWidget(label, 1);
+        alerts_->layout()->addWidget(row);
+        if (listedAbove) {
+            label->setText(name + QStringLiteral(" growing fast, listed above."));
+            row->show();
+            continue;
+        }
         QString text =
             alert.isNew ? QStringLiteral("%1: %2, new").arg(name, bytes(alert.size))
                         : QStringLiteral("%1: %2, grew %3 in %4")
                               .arg(name, bytes(alert.size), bytes(alert.growth), days(alert.days));
         if (alert.outside)
             text += QStringLiteral(" (%1 outside the folders listed)").arg(bytes(*alert.outside));
-        auto* label = wrapped(row);
         label->setText(text);
-        label->setToolTip(QString::fromStdString(alert.path));
         auto* dismiss = new QPushButton(QStringLiteral("Dismiss"), row);
         dismiss->setObjectName(QString::fromStdString(alert.path));
         dismiss->setToolTip(QStringLiteral("Quiet until it grows another 5 GB"));
         dismiss->setFocusPolicy(Qt::NoFocus);
         connect(dismiss, &QPushButton::clicked, this,
                 [this, path = alert.path] { s_.hogWatch.dismiss(path); });
-        line->addWidget(label, 1);
         line->addWidget(dismiss);
-        alerts_->layout()->addWidget(row);
         row->show();
     }
     const auto full = s_.hogWatch.daysUntilFull().get();

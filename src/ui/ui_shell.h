@@ -32,6 +32,7 @@ public:
     bool hasVisibleWindows() const override;
     void showFirstRunWindow() override;
     void showStatusItem() override;
+    void showMenu() override { showMenuWindow(); }
 
     bool hasTray() const { return tray_ != nullptr; }
     // Opens the popover by itself; without a tray this is how the app stays reachable.

@@ -20,9 +20,11 @@ namespace {
 class AgentProcess {
 public:
     AgentProcess(const testing::TempFolder& home, std::vector<std::string> args = {},
-                 std::string settingsFile = "missing.plist") {
-        const char* binary = std::getenv("KESTROW_BINARY");
-        if (binary == nullptr) return;
+                 std::string settingsFile = "missing.plist", std::string program = {}) {
+        if (program.empty() && std::getenv("KESTROW_BINARY") != nullptr)
+            program = std::getenv("KESTROW_BINARY");
+        if (program.empty()) return;
+        const char* binary = program.c_str();
         std::vector<std::string> env{"HOME=" + home.path().string(),
                                      "XDG_CONFIG_HOME=" + (home / ".config").string(),
                                      "XDG_CACHE_HOME=" + (home / ".cache").string(),
@@ -87,12 +89,8 @@ TEST(AgentProcess, LaunchesOnceHandsOverToTheRunningAgentAndStopsOnSignals) {
     ASSERT_TRUE(agent.started()) << "KESTROW_BINARY must name the built kestrow";
     const auto entry = home / ".config/autostart/kestrow.desktop";
     const auto socket = home / "run/kestrow/agent.socket";
-    ASSERT_TRUE(
-        waitFor([&] { return std::filesystem::exists(entry) && std::filesystem::exists(socket); },
-                std::chrono::seconds(20)))
+    ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(socket); }, std::chrono::seconds(20)))
         << *readFile(home / "agent.log");
-    EXPECT_NE(readFile(entry)->find("--login-item"), std::string::npos)
-        << "start at launch was turned on";
 
     AgentProcess second(home);
     EXPECT_EQ(second.waitForExit(std::chrono::seconds(20)), 0)
@@ -101,6 +99,9 @@ TEST(AgentProcess, LaunchesOnceHandsOverToTheRunningAgentAndStopsOnSignals) {
 
     agent.signal(SIGTERM);
     EXPECT_EQ(agent.waitForExit(std::chrono::seconds(20)), 0) << *readFile(home / "agent.log");
+    // The launch sequence ran to its end before the signal was taken.
+    EXPECT_FALSE(std::filesystem::exists(entry))
+        << "a binary run from its build folder never signs up to start at login";
 
     // The next launch after a stop becomes the agent itself, and SIGINT stops it the same way.
     AgentProcess next(home, {"--login-item"});
@@ -108,6 +109,36 @@ TEST(AgentProcess, LaunchesOnceHandsOverToTheRunningAgentAndStopsOnSignals) {
     EXPECT_FALSE(next.waitForExit(std::chrono::seconds(0)));
     next.signal(SIGINT);
     EXPECT_EQ(next.waitForExit(std::chrono::seconds(20)), 0);
+}
+
+// The first launch of an installed agent turns start at login on; the demo never does, even
+// from an installed binary.
+TEST(AgentProcess, OnlyAnInstalledAgentTurnsOnStartAtLoginAndTheDemoNever) {
+    testing::TempFolder home;
+    const char* built = std::getenv("KESTROW_BINARY");
+    ASSERT_NE(built, nullptr);
+    const auto installed = home / ".local/bin/kestrow";
+    std::filesystem::create_directories(installed.parent_path());
+    std::filesystem::copy_file(built, installed);
+    const auto entry = home / ".config/autostart/kestrow.desktop";
+    const auto socket = home / "run/kestrow/agent.socket";
+
+    AgentProcess demo(home, {"--demo"}, "missing.plist", installed.string());
+    ASSERT_TRUE(demo.started());
+    ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(socket); }, std::chrono::seconds(20)));
+    demo.signal(SIGTERM);
+    EXPECT_EQ(demo.waitForExit(std::chrono::seconds(20)), 0) << *readFile(home / "agent.log");
+    EXPECT_FALSE(std::filesystem::exists(entry)) << "the demo leaves the login items alone";
+
+    AgentProcess agent(home, {}, "missing.plist", installed.string());
+    ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(entry); }, std::chrono::seconds(20)))
+        << *readFile(home / "agent.log");
+    const auto text = readFile(entry).value_or("");
+    EXPECT_NE(text.find(installed.string()), std::string::npos) << text;
+    EXPECT_NE(text.find("--login-item"), std::string::npos) << text;
+    EXPECT_EQ(text.find("Hidden=true"), std::string::npos) << text;
+    agent.signal(SIGTERM);
+    EXPECT_EQ(agent.waitForExit(std::chrono::seconds(20)), 0);
 }
 
 // Whether the snapshot in the shared store at `file` mentions `text` (it is JSON kept as data).

@@ -10,10 +10,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <sstream>
 
 #include "app/settings/settings_keys.h"
 #include "app/settings/settings_store.h"
+#include "insights/hog_scanner.h"
 #include "insights/hog_store.h"
 #include "support/iso_date.h"
 #include "support/temp_folder.h"
@@ -119,6 +121,32 @@ TEST_F(HogsCommand, ScanTakesAndKeepsASnapshotNow) {
     EXPECT_TRUE(newest.freeBytes);
     EXPECT_GE(newest.sizes.at((home / "big").string()), 600'000'000);
     EXPECT_FALSE(fs::exists(store.folder() / "2026-10-01T030000Z.json"));
+}
+
+// Two manual scans seconds apart measure no pace: however much the disk filled in between, the
+// estimate waits for nightly snapshots.
+TEST_F(HogsCommand, ManualScansSecondsApartNeverSayTheDiskIsFullNow) {
+    // A manual scan five seconds ago, with 200 MB more free than there is now.
+    const auto freeNow = HogScanner::freeBytes(home.path());
+    ASSERT_TRUE(freeNow);
+    SizeSnapshot earlier{addSeconds(std::chrono::system_clock::now(), -5.0),
+                         *freeNow + 200'000'000,
+                         {},
+                         SizeSnapshot::Kind::manual};
+    ASSERT_TRUE(store.save(earlier));
+
+    const auto report = json({"--scan"});
+    EXPECT_EQ(report["snapshots"], 2);
+    EXPECT_TRUE(report["daysUntilFull"].is_null()) << report.dump();
+    const auto stored = store.load();
+    ASSERT_EQ(stored.size(), 2u);
+    EXPECT_EQ(stored[1].kind, SizeSnapshot::Kind::manual) << "written as a manual scan";
+    EXPECT_LT(stored[1].freeBytes.value(), stored[0].freeBytes.value());
+
+    // Nightly snapshots a day apart still give the estimate, past the manual ones between.
+    save("2026-10-01T03:00:00Z", 510 * GB, {});
+    save("2026-10-02T03:00:00Z", 500 * GB, {});
+    EXPECT_EQ(json({})["daysUntilFull"], 50);
 }
 
 }  // namespace

@@ -75,6 +75,7 @@ struct RecordingShell final : AppShell {
         windowVisible = true;
     }
     void showStatusItem() override { events.push_back("show status item"); }
+    void showMenu() override { events.push_back("show menu"); }
     Events& events;
     bool windowVisible = false;
 };
@@ -122,6 +123,8 @@ protected:
         return *services.back();
     }
 
+    bool installed = true;
+
     std::unique_ptr<AppDelegate> makeDelegate(bool loginItemLaunch = false, bool demo = false) {
         services.clear();
         AppDelegate::Dependencies d{
@@ -150,6 +153,7 @@ protected:
             shell,
             menu,
             Logger(sink, LogArea::general),
+            installed,
         };
         return std::make_unique<AppDelegate>(std::move(d));
     }
@@ -212,6 +216,21 @@ TEST_F(AppDelegateTest, StartAtLaunchIsTurnedOnOnceInTheAppsLife) {
     EXPECT_EQ(standard.boolValue(keys::didAutoEnableStartAtLaunch), true);
 }
 
+TEST_F(AppDelegateTest, AnAgentThatIsNotInstalledLeavesStartAtLoginAndTheOnceOnlyFlagAlone) {
+    installed = false;
+    makeDelegate()->applicationDidFinishLaunching();
+    EXPECT_EQ(std::count(events.begin(), events.end(), "register login item"), 0);
+    EXPECT_EQ(standard.boolValue(keys::didAutoEnableStartAtLaunch), std::nullopt)
+        << "the installed agent's first launch is still to come";
+    EXPECT_FALSE(loginItems.enabled);
+
+    installed = true;
+    events.clear();
+    makeDelegate()->applicationDidFinishLaunching();
+    EXPECT_EQ(std::count(events.begin(), events.end(), "register login item"), 1);
+    EXPECT_TRUE(loginItems.enabled);
+}
+
 TEST_F(AppDelegateTest, NotificationsAreAskedForOnlyWhenEnabledAndDemoSkipsTheSettingsFile) {
     standard.set(keys::notificationsEnabled, PlistValue(false));
     makeDelegate(false, /*demo=*/true)->applicationDidFinishLaunching();
@@ -227,13 +246,15 @@ TEST_F(AppDelegateTest, ALoginItemLaunchShowsNoWindowButOpeningTheAppAgainDoes) 
 
     events.clear();
     EXPECT_TRUE(delegate->applicationShouldHandleReopen(shell.hasVisibleWindows()));
-    EXPECT_EQ(events, (Events{"show status item", "show first-run window", "recheck access"}));
+    EXPECT_EQ(events,
+              (Events{"show status item", "show first-run window", "show menu", "recheck access"}));
 
-    // With the window already visible and access granted, reopening only brings the icon back.
+    // With the window already visible and access granted, reopening brings the icon back and
+    // opens the menu, the way to it when the desktop has no tray.
     hasAccess = true;
     events.clear();
     delegate->applicationShouldHandleReopen(shell.hasVisibleWindows());
-    EXPECT_EQ(events, (Events{"show status item"}));
+    EXPECT_EQ(events, (Events{"show status item", "show menu"}));
 }
 
 TEST_F(AppDelegateTest, ReopeningBringsBackAnAutoHiddenIcon) {
@@ -246,10 +267,20 @@ TEST_F(AppDelegateTest, ReopeningBringsBackAnAutoHiddenIcon) {
 
     delegate->applicationShouldHandleReopen(true);
     EXPECT_TRUE(menu.iconVisible().get()) << "the icon is back at once";
+    scheduler.advance(3600.0);
+    EXPECT_TRUE(menu.iconVisible().get()) << "and stays while the verdict stays";
+    menu.setProtected(true);  // the same verdict published again
+    scheduler.advance(3600.0);
+    EXPECT_TRUE(menu.iconVisible().get());
+
+    // The verdict changes: the auto-hide rule applies again from then on.
+    menu.setProtected(false);
+    EXPECT_TRUE(menu.iconVisible().get());
+    menu.setProtected(true);
     scheduler.advance(1.9);
     EXPECT_TRUE(menu.iconVisible().get());
     scheduler.advance(0.1);
-    EXPECT_FALSE(menu.iconVisible().get()) << "and hides again after the chosen delay";
+    EXPECT_FALSE(menu.iconVisible().get()) << "hidden again after the chosen delay";
 
     delegate->updateStatusIcon(true);
     EXPECT_FALSE(menu.iconHasError().get()) << "the flag reaches the menu on the main executor";

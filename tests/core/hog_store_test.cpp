@@ -49,6 +49,48 @@ TEST(SizeSnapshot, JsonKeepsDateFromTwoThousandOneAndLeavesUnknownFreeSpaceOut) 
     EXPECT_EQ(SizeSnapshot::fromJson(withFree.toJson()), withFree);
 }
 
+TEST(SizeSnapshot, TheKindIsKeptAndOlderFilesReadAsNightly) {
+    SizeSnapshot manual{date("2026-11-14T03:15:00Z"), 5, {{"/home/u", 1}}};
+    manual.kind = SizeSnapshot::Kind::manual;
+    EXPECT_EQ(nlohmann::json::parse(manual.toJson())["kind"], "manual");
+    EXPECT_EQ(SizeSnapshot::fromJson(manual.toJson()), manual);
+    const SizeSnapshot nightly{date("2026-11-14T03:15:00Z"), 5, {{"/home/u", 1}}};
+    EXPECT_EQ(nlohmann::json::parse(nightly.toJson())["kind"], "nightly");
+    EXPECT_EQ(SizeSnapshot::fromJson(nightly.toJson()), nightly);
+
+    // Written before scans had a kind: the nightly scan wrote them.
+    EXPECT_EQ(SizeSnapshot::fromJson(R"({"date": 5, "sizes": {}})")->kind,
+              SizeSnapshot::Kind::nightly);
+    // A kind we do not know never sets the pace.
+    for (const char* kind : {R"("hourly")", "1", "null", R"("Nightly")"}) {
+        const auto read = SizeSnapshot::fromJson(
+            fmt::format(R"({{"date": 5, "sizes": {{}}, "kind": {}}})", kind));
+        ASSERT_TRUE(read) << kind;
+        EXPECT_EQ(read->kind, SizeSnapshot::Kind::manual) << kind;
+    }
+}
+
+TEST(HogStore, ARunOfManualScansNeverPrunesTheNewestTwoNightlySnapshots) {
+    testing::TempFolder temp;
+    const HogStore store(temp / "sizes");
+    const WallTime first = date("2026-11-01T02:00:00Z");
+    for (int day = 0; day < 3; ++day)
+        ASSERT_TRUE(store.save({addSeconds(first, day * 86'400.0), 100 - day, {}}));
+    for (int scan = 0; scan < 12; ++scan) {
+        SizeSnapshot manual{addSeconds(first, 3 * 86'400.0 + scan * 60.0), 90, {}};
+        manual.kind = SizeSnapshot::Kind::manual;
+        ASSERT_TRUE(store.save(manual));
+    }
+    const auto loaded = store.load();
+    ASSERT_EQ(loaded.size(), 10u) << "the newest eight and the two nightly ones";
+    EXPECT_EQ(loaded[0].date, addSeconds(first, 86'400.0));
+    EXPECT_EQ(loaded[0].kind, SizeSnapshot::Kind::nightly);
+    EXPECT_EQ(loaded[1].kind, SizeSnapshot::Kind::nightly);
+    EXPECT_EQ(loaded[2].kind, SizeSnapshot::Kind::manual);
+    EXPECT_EQ(loaded[2].date, addSeconds(first, 3 * 86'400.0 + 4 * 60.0));
+    EXPECT_FALSE(fs::exists(store.folder() / "2026-11-01T020000Z.json"));
+}
+
 TEST(SizeSnapshot, MalformedTextReadsAsNothingAndBadEntriesAreLeftOut) {
     EXPECT_FALSE(SizeSnapshot::fromJson(""));
     EXPECT_FALSE(SizeSnapshot::fromJson("{\"date\": 1"));

@@ -63,6 +63,9 @@ public:
     double scanSeconds = 0.0;
     std::function<void()> scanTrouble;
     std::vector<WallTime> scans;
+    // Each call in order: "background" when the scan's priority drops, "scan" when it walks.
+    std::vector<std::string> steps;
+    SizeSnapshot::Kind scannedKind = SizeSnapshot::Kind::nightly;
 
     std::unique_ptr<HogWatchScheduler> watch;
 
@@ -71,15 +74,16 @@ public:
             scheduler, scheduler.mainExecutor(), worker, settings, power, idle, hogs,
             [this](WallTime now) {
                 scans.push_back(now);
+                steps.push_back("scan");
                 if (scanTrouble) scanTrouble();
                 if (scanSeconds > 0.0) scheduler.sleep(scanSeconds);
-                return SizeSnapshot{now, freeBytes, sizes};
+                return SizeSnapshot{now, freeBytes, sizes, scannedKind};
             },
             [this](WallTime time) {
                 const auto hours = std::chrono::floor<std::chrono::hours>(time.time_since_epoch());
                 return static_cast<int>(((hours.count() + utcOffsetHours) % 24 + 24) % 24);
             },
-            Logger(sink, LogArea::general)});
+            Logger(sink, LogArea::general), [this] { steps.push_back("background"); }});
         watch->start();
         return *watch;
     }
@@ -111,6 +115,20 @@ TEST(HogWatchScheduler, QuietNightScanIsSavedAndPublished) {
     ASSERT_EQ(stored.size(), 2u);
     EXPECT_EQ(stored.back(), (SizeSnapshot{date("2026-11-14T02:00:00Z"), 500 * GB, rig.sizes}));
     EXPECT_TRUE(fs::exists(rig.hogs.folder() / "2026-11-14T020000Z.json"));
+}
+
+TEST(HogWatchScheduler, EveryScanDropsToBackgroundPriorityFirstAndIsKeptAsNightly) {
+    Rig rig;
+    rig.scannedKind = SizeSnapshot::Kind::manual;  // whatever the scanner says
+    rig.start();
+    rig.scheduler.runPending();
+    EXPECT_EQ(rig.steps, (std::vector<std::string>{"background", "scan"}));
+    ASSERT_EQ(rig.hogs.load().size(), 1u);
+    EXPECT_EQ(rig.hogs.load().back().kind, SizeSnapshot::Kind::nightly);
+
+    // The next night's scan runs at background priority too; ticks that do not scan never ask.
+    rig.scheduler.advance(kDay);
+    EXPECT_EQ(rig.steps, (std::vector<std::string>{"background", "scan", "background", "scan"}));
 }
 
 TEST(HogWatchScheduler, EachConditionHoldsTheScanBack) {

@@ -136,6 +136,33 @@ TEST(HogWatch, FoldingCountsOnlyTheNearestAlertedSubFolders) {
     EXPECT_EQ(paths(alerts), std::vector<std::string>{"/a"});
 }
 
+TEST(HogWatch, TheEstimateTakesTheNewestTwoNightlySnapshotsAndTheAlertsTheNewestTwo) {
+    const auto manual = [](SizeSnapshot snapshot) {
+        snapshot.kind = SizeSnapshot::Kind::manual;
+        return snapshot;
+    };
+    // Two manual scans a minute apart, with 1 GB gone between them: no pace at all.
+    const double minute = 60.0 / kDay;
+    const std::vector<SizeSnapshot> manualOnly{manual(at(5, {}, 101 * GB)),
+                                               manual(at(5 + minute, {}, 100 * GB))};
+    EXPECT_EQ(HogWatch::latest(manualOnly, {}).daysUntilFull, std::nullopt);
+
+    // Nightly, nightly, then manual scans: the pace is the nightly pair's (10 GB a day).
+    std::vector<SizeSnapshot> mixed{at(0, {}, 600 * GB), at(1, {{"/h/vm", 1 * GB}}, 510 * GB),
+                                    at(2, {{"/h/vm", 2 * GB}}, 500 * GB),
+                                    manual(at(2.5, {{"/h/vm", 2 * GB}}, 499 * GB)),
+                                    manual(at(2.5 + minute, {{"/h/vm", 9 * GB}}, 498 * GB))};
+    const auto reading = HogWatch::latest(mixed, {});
+    EXPECT_EQ(reading.daysUntilFull, 50);
+    // The alerts still compare the newest two, whatever their kind.
+    EXPECT_EQ(paths(reading.alerts), std::vector<std::string>{"/h/vm"});
+
+    // One nightly snapshot is not a pace either.
+    EXPECT_EQ(
+        HogWatch::latest({at(0, {}, 510 * GB), manual(at(1, {}, 500 * GB))}, {}).daysUntilFull,
+        std::nullopt);
+}
+
 TEST(HogWatch, DaysUntilFullAtThePaceOfTheLastTwoSnapshots) {
     EXPECT_EQ(HogWatch::daysUntilFull(at(0, {}, 510 * GB), at(1, {}, 500 * GB)), 50);
     EXPECT_EQ(HogWatch::daysUntilFull(at(0, {}, 520 * GB), at(2, {}, 500 * GB)), 50);

@@ -297,12 +297,32 @@ TEST(SummaryValidatorTest, ClaimsCausesAndNumbersMustAgreeWithTheLines) {
               SummaryRejection::inventedNumber("3"));
 }
 
-TEST(SummaryValidatorTest, NumbersAreMaximalAsciiDigitRunsInOrder) {
+TEST(SummaryValidatorTest, NumbersAreMaximalDigitRunsOfEveryScriptInOrder) {
     using Numbers = std::vector<std::string>;
     EXPECT_EQ(SummaryValidator::numbers("code 19, 2 days, 42%"), (Numbers{"19", "2", "42"}));
     EXPECT_EQ(SummaryValidator::numbers("v1.10 (code -1) 19 007 1"),
               (Numbers{"1", "10", "19", "007"}));
-    EXPECT_EQ(SummaryValidator::numbers("no digits, ٣ is not ASCII"), Numbers{});
+    // Arabic-Indic, fullwidth, Devanagari, mathematical bold and Adlam digits, and a run that
+    // mixes scripts, are numbers as written.
+    EXPECT_EQ(
+        SummaryValidator::numbers("code \u0661\u0669, \uFF14\uFF12%, \u0969 "
+                                  "\U0001D7D1 \U0001E953 1\u0662"),
+        (Numbers{"\u0661\u0669", "\uFF14\uFF12", "\u0969", "\U0001D7D1", "\U0001E953", "1\u0662"}));
+    // Numeric signs that are not decimal digits, and a cut-off sequence, are not.
+    EXPECT_EQ(SummaryValidator::numbers("\u00BD \u00B2 \u2167 \u2460 \xD9 \xEF\xBC"), Numbers{});
+
+    // The lines say "2 days": the same number in another script is no invention, any other is.
+    const auto facts = factsOf(Scenario().success(49));
+    EXPECT_EQ(check("Last backup \u0662 days ago.", facts), std::nullopt);
+    EXPECT_EQ(check("Last backup \uFF12 days ago.", facts), std::nullopt);
+    EXPECT_EQ(check("Last backup \u0663 days ago.", facts),
+              SummaryRejection::inventedNumber("\u0663"));
+    EXPECT_EQ(check("Last backup \uFF13 days ago.", facts),
+              SummaryRejection::inventedNumber("\uFF13"));
+    EXPECT_EQ(check("Last backup \U0001D7D1 days ago.", facts),
+              SummaryRejection::inventedNumber("\U0001D7D1"));
+    EXPECT_EQ(check("Last backup 1\u0662 days ago.", facts),
+              SummaryRejection::inventedNumber("1\u0662"));
 }
 
 class ScriptedSummarizer final : public StatusSummarizer {

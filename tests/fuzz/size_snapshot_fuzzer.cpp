@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto snapshot = kestrow::SizeSnapshot::fromJson(text);
     if (!snapshot) return 0;
     const auto again = kestrow::SizeSnapshot::fromJson(snapshot->toJson());
-    if (!again || again->sizes != snapshot->sizes || again->freeBytes != snapshot->freeBytes)
+    if (!again || again->sizes != snapshot->sizes || again->freeBytes != snapshot->freeBytes ||
+        again->kind != snapshot->kind)
         __builtin_trap();
     return 0;
 }

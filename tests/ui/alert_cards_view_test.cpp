@@ -105,7 +105,9 @@ TEST(AlertCardsView, AFastGrowingFoldersButtonsNameItsFolder) {
     DemoAlerts demo;
     demo.feed.alerts.set({{{MenuAlertKind::Hog{3}}, "/srv/videos"},
                           {{MenuAlertKind::BootDisk{"Failing <soon>"}}, {}}});
-    demo.cards->show();
+    // The cards scroll with the sections, so they are laid out once the menu is open.
+    demo.menu.showNear(QRect());
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&demo.menu));
     EXPECT_EQ(demo.shownCards(), (QStringList{"bootDisk", "hog"}));
     EXPECT_TRUE(
         testing::visibleTexts(*demo.cards)

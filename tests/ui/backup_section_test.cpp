@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QLayout>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTest>
 #include <QToolButton>
 
@@ -77,6 +78,30 @@ TEST(BackupSection, BackUpNowShowsItIsStartingUntilTheBackupRuns) {
     EXPECT_FALSE(demo.model.starting.get());
     EXPECT_TRUE(demo.section->backUpNow().isEnabled());
     EXPECT_FALSE(demo.section->startError().isVisible());
+}
+
+// The threshold setting gives the verdict and the rings for the new window at once, and the
+// snapshot for whatever shows Kestrow's status outside the app carries it too.
+TEST(BackupSection, ChangingTheThresholdReEvaluatesAndStoresTheSnapshotAgain) {
+    DemoMenu demo;
+    demo.section->show();
+    demo.scheduler.advance(600.0);  // the newest backup is now 65 minutes old
+    ASSERT_EQ(demo.model.verdict.get().state, ProtectionState::protected_);
+    EXPECT_EQ(demo.section->threshold().value(), 24);
+    const std::size_t reloads = demo.widgets.reloads.size();
+
+    demo.section->threshold().setValue(1);
+    EXPECT_EQ(demo.sharedStore.realValue("protectedThresholdHours"), 1.0);
+    EXPECT_EQ(demo.model.verdict.get().state, ProtectionState::aging) << "without waiting";
+    EXPECT_EQ(demo.model.rings.get().thresholdHours, 1.0);
+    const auto snapshot = demo.shared.load();
+    ASSERT_TRUE(snapshot);
+    EXPECT_EQ(snapshot->protectedThresholdHours, 1.0);
+    EXPECT_GT(demo.widgets.reloads.size(), reloads) << "the widgets were told";
+
+    demo.section->threshold().setValue(24);
+    EXPECT_EQ(demo.model.verdict.get().state, ProtectionState::protected_);
+    EXPECT_EQ(demo.shared.load()->protectedThresholdHours, 24.0);
 }
 
 }  // namespace

@@ -61,13 +61,13 @@ struct DiskMenu {
     DiskSection* section = nullptr;
     int duplicatesOpened = 0;
 
-    DiskMenu() {
+    explicit DiskMenu(bool freeSpaceKnown = true) {
         const WallTime now = scheduler.now();
         store.save({addSeconds(now, -2 * 86'400.0),
-                    300 * kGB,
+                    freeSpaceKnown ? std::optional(300 * kGB) : std::nullopt,
                     {{"/home/me/VMs", 10 * kGB}, {"/home/me", 80 * kGB}}});
         store.save({addSeconds(now, -86'400.0),
-                    290 * kGB,
+                    freeSpaceKnown ? std::optional(290 * kGB) : std::nullopt,
                     {{"/home/me/VMs", 16 * kGB}, {"/home/me", 86 * kGB}}});
         hogWatch.start();
         health.start();
@@ -83,8 +83,34 @@ struct DiskMenu {
     }
 };
 
-TEST(DiskSection, ShowsTheFastGrowingFolderTheDaysLeftAndTheFailingDiskAndQuietsOnDismiss) {
+// With an estimate, each fast-growing folder also has its card at the top of the menu: the
+// section points there rather than listing it twice.
+TEST(DiskSection, AFolderWithACardAboveIsListedAboveAndTheDaysLeftAndTheFailingDiskShow) {
     DiskMenu m;
+    m.menu.showNear(QRect());
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&m.menu));
+    m.scheduler.runPending();
+
+    EXPECT_EQ(m.section->hogs().text(), QStringLiteral("A folder is growing fast"));
+    EXPECT_TRUE(
+        testing::visibleTexts(m.menu).contains(QStringLiteral("VMs growing fast, listed above.")));
+    EXPECT_TRUE(m.section->dismissButtons().empty()) << "the card above has the quiet button";
+    EXPECT_EQ(m.section->daysUntilFull().text(),
+              QStringLiteral("At this rate your disk is full in 29 days"));
+    EXPECT_TRUE(
+        m.section->health().text().startsWith(QStringLiteral("This Mac's disk (SMART): Failing")));
+    ASSERT_TRUE(m.menu.grab().save(testing::screenshotPath(QStringLiteral("menu_disk.png"))));
+
+    // Quieted from its card.
+    m.hogWatch.dismiss("/home/me/VMs");
+    m.scheduler.runPending();
+    EXPECT_EQ(m.section->hogs().text(), QStringLiteral("Nothing grew unusually."));
+    EXPECT_FALSE(
+        testing::visibleTexts(m.menu).contains(QStringLiteral("VMs growing fast, listed above.")));
+}
+
+TEST(DiskSection, WithoutAnEstimateTheSectionListsTheFolderAndQuietsOnDismiss) {
+    DiskMenu m(/*freeSpaceKnown=*/false);
     m.menu.showNear(QRect());
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&m.menu));
     m.scheduler.runPending();
@@ -93,11 +119,7 @@ TEST(DiskSection, ShowsTheFastGrowingFolderTheDaysLeftAndTheFailingDiskAndQuiets
     ASSERT_EQ(m.section->dismissButtons().size(), 1u);
     EXPECT_EQ(m.section->dismissButtons()[0]->toolTip(),
               QStringLiteral("Quiet until it grows another 5 GB"));
-    EXPECT_EQ(m.section->daysUntilFull().text(),
-              QStringLiteral("At this rate your disk is full in 29 days"));
-    EXPECT_TRUE(
-        m.section->health().text().startsWith(QStringLiteral("This Mac's disk (SMART): Failing")));
-    ASSERT_TRUE(m.menu.grab().save(testing::screenshotPath(QStringLiteral("menu_disk.png"))));
+    EXPECT_FALSE(m.section->daysUntilFull().isVisible());
 
     m.section->dismissButtons()[0]->click();
     m.scheduler.runPending();
