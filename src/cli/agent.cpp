@@ -194,7 +194,7 @@ void Agent::findDuplicates() {
 }
 
 void Agent::cancelWork() {
-    insights_.duplicates().cancel();
+    insights_.cancelWork();
 }
 
 FirstRunFacts Agent::firstRunFacts() const {

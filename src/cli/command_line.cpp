@@ -19,6 +19,7 @@ namespace {
 
 const char* const kUsage =
     "usage: kestrow [--demo]                  run the agent (tray icon and menu)\n"
+    "       kestrow --find-duplicates         run the agent and start a duplicate scan\n"
     "       kestrow status [--json] [--demo]  the backup verdict now\n"
     "       kestrow cleaners [--json]         the weekly cleaners and their last passes\n"
     "       kestrow clean [--estimate] [--json]  move what the cleaners that are on take to the "

@@ -17,7 +17,7 @@ InsightsStack::InsightsStack(Clock& clock, Executor& mainExecutor, SettingsStore
     hogWatch_ = std::make_unique<HogWatchScheduler>(HogWatchScheduler::Dependencies{
         clock, mainExecutor, scanWorker_, standardStore, power_, idle_,
         HogStore(HogStore::folderIn(folders_)),
-        [scanner = HogScanner(folders_, clock, log)](WallTime now) {
+        [scanner = HogScanner(folders_, clock, log, scanStop_.get_token())](WallTime now) {
             return scanner.snapshot(now);
         },
         HogWatchScheduler::systemLocalHour, log,
@@ -37,6 +37,11 @@ InsightsStack::~InsightsStack() {
     duplicates_.reset();
     driveHealth_.reset();
     hogWatch_.reset();
+}
+
+void InsightsStack::cancelWork() {
+    duplicates_->cancel();
+    scanStop_.request_stop();
 }
 
 }  // namespace kestrow

@@ -3,6 +3,7 @@
 #include <QDBusConnection>
 
 #include <memory>
+#include <stop_token>
 
 #include "app/settings/settings_store.h"
 #include "insights/drive_health_monitor.h"
@@ -35,6 +36,9 @@ public:
     HogWatchScheduler& hogWatch() { return *hogWatch_; }
     DriveHealthMonitor& driveHealth() { return *driveHealth_; }
     DuplicatesModel& duplicates() { return *duplicates_; }
+    // Winds down the long walks (a duplicate scan, the nightly size scan) so that quitting never
+    // waits for them.
+    void cancelWork();
     Executor& worker() { return reportsWorker_; }
     const UserLocations& folders() const { return folders_; }
 
@@ -45,6 +49,7 @@ private:
     SmartctlStatus smartctl_;
     UdisksSmartStatus smart_;
     FreedesktopTrash trash_{folders_.dataHome};
+    std::stop_source scanStop_;
     SerialQueue scanWorker_{"Hog watch scan"};
     SerialQueue healthWorker_{"Drive health"};
     SerialQueue duplicatesWorker_{"Duplicates"};

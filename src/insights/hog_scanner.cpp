@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <set>
+#include <stdexcept>
 
 #include "insights/hog_store.h"
 #include "insights/tree_walk.h"
@@ -24,8 +25,11 @@ std::string normalized(const fs::path& path) {
 
 }  // namespace
 
-HogScanner::HogScanner(UserLocations locations, Clock& clock, Logger log)
-    : locations_(std::move(locations)), clock_(clock), log_(log.sink(), LogArea::hogWatch) {}
+HogScanner::HogScanner(UserLocations locations, Clock& clock, Logger log, std::stop_token stop)
+    : locations_(std::move(locations)),
+      clock_(clock),
+      log_(log.sink(), LogArea::hogWatch),
+      stop_(std::move(stop)) {}
 
 std::vector<fs::path> HogScanner::roots(const UserLocations& locations) {
     std::vector<fs::path> found{locations.home};
@@ -42,13 +46,15 @@ std::vector<fs::path> HogScanner::excludes(const UserLocations& locations) {
 
 HogScanner::Counted HogScanner::scanCounting(const std::vector<fs::path>& roots,
                                              std::int64_t minimumBytes,
-                                             const std::vector<fs::path>& excludes) {
+                                             const std::vector<fs::path>& excludes,
+                                             std::stop_token stop) {
     std::set<std::string, std::less<>> skipped;
     for (const auto& folder : excludes) skipped.insert(normalized(folder));
     TreeWalk::Options options;
     options.skipFolder = [skipped = std::move(skipped)](const fs::path& folder) {
         return skipped.contains(normalized(folder));
     };
+    options.stop = std::move(stop);
     TreeWalk::FolderSizes walked = TreeWalk::folderSizes(roots, minimumBytes, options);
     return {std::move(walked.sizes), walked.skipped};
 }
@@ -65,7 +71,8 @@ std::optional<std::int64_t> HogScanner::freeBytes(const fs::path& path) {
 
 SizeSnapshot HogScanner::snapshot(WallTime now) const {
     const double started = clock_.monotonic();
-    Counted counted = scanCounting(roots(locations_), kMinimumBytes, excludes(locations_));
+    Counted counted = scanCounting(roots(locations_), kMinimumBytes, excludes(locations_), stop_);
+    if (stop_.stop_requested()) throw std::runtime_error("stopped before the walk ended");
     const double took = clock_.monotonic() - started;
     log_.info("snapshot of {} folders in {}s", counted.sizes.size(), std::lround(took));
     if (counted.skipped > 0) log_.info("{} unreadable folder(s) skipped", counted.skipped);

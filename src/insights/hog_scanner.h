@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,9 @@ public:
         int skipped = 0;
     };
 
-    HogScanner(UserLocations locations, Clock& clock, Logger log);
+    // Once `stop` is asked for, the walk winds down and snapshot() throws: a partial walk would
+    // read as folders that shrank.
+    HogScanner(UserLocations locations, Clock& clock, Logger log, std::stop_token stop = {});
 
     SizeSnapshot snapshot(WallTime now) const;
 
@@ -38,7 +41,8 @@ public:
     static std::vector<std::filesystem::path> excludes(const UserLocations& locations);
     static Counted scanCounting(const std::vector<std::filesystem::path>& roots,
                                 std::int64_t minimumBytes,
-                                const std::vector<std::filesystem::path>& excludes);
+                                const std::vector<std::filesystem::path>& excludes,
+                                std::stop_token stop = {});
     // Space an unprivileged user can still fill on the volume holding `path`.
     static std::optional<std::int64_t> freeBytes(const std::filesystem::path& path);
 
@@ -46,6 +50,7 @@ private:
     UserLocations locations_;
     Clock& clock_;
     Logger log_;
+    std::stop_token stop_;
 };
 
 }  // namespace kestrow

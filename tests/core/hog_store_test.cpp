@@ -211,5 +211,21 @@ TEST(HogScanner, WalksTheHomeWithoutEitherTrash) {
     EXPECT_EQ(sink.messages(), std::vector<std::string>{"Hog watch: snapshot of 4 folders in 0s"});
 }
 
+// Quitting stops the nightly walk part way; what it had seen must not pass for a snapshot, where
+// every folder not yet reached would read as one that shrank to nothing.
+TEST(HogScanner, AWalkStoppedPartWayIsNoSnapshot) {
+    testing::TempFolder temp;
+    const fs::path home = temp / "home";
+    const UserLocations folders{home, home / ".config", home / ".local/share", home / ".cache", {}};
+    allocate(home / "big" / "blob", 600'000'000);
+    testing::RecordingLogSink sink;
+    VirtualScheduler clock;
+    std::stop_source stop;
+    const HogScanner scanner(folders, clock, Logger(sink, LogArea::general), stop.get_token());
+    EXPECT_EQ(scanner.snapshot(date("2026-11-14T03:15:00Z")).sizes.size(), 2U);
+    stop.request_stop();
+    EXPECT_THROW(scanner.snapshot(date("2026-11-15T03:15:00Z")), std::runtime_error);
+}
+
 }  // namespace
 }  // namespace kestrow
