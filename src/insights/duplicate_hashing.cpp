@@ -99,25 +99,10 @@ std::optional<std::string> hashDuplicateCandidate(const std::string& path,
                                 static_cast<std::uint64_t>(info.st_ino) != expected->inode)) {
         return std::nullopt;
     }
+    // O_NONBLOCK only kept the open from hanging on a FIFO swapped in since the walk; reads of a
+    // regular file block either way.
     ::fcntl(handle.fd, F_SETFL, ::fcntl(handle.fd, F_GETFL) & ~O_NONBLOCK);
-    ::posix_fadvise(handle.fd, 0, limit.value_or(0), POSIX_FADV_SEQUENTIAL);
-    Sha256 hash;
-    std::int64_t remaining = limit.value_or(-1);
-    while (remaining != 0) {
-        if (stop.stop_requested()) return std::nullopt;
-        std::size_t want = buffer.size();
-        if (remaining > 0 && static_cast<std::uint64_t>(remaining) < want)
-            want = static_cast<std::size_t>(remaining);
-        const ssize_t got = ::read(handle.fd, buffer.data(), want);
-        if (got < 0) {
-            if (errno == EINTR) continue;
-            return std::nullopt;
-        }
-        if (got == 0) break;
-        hash.update(buffer.first(static_cast<std::size_t>(got)));
-        if (remaining > 0) remaining -= got;
-    }
-    return hash.finishHex();
+    return Sha256::ofDescriptor(handle.fd, limit, buffer, stop);
 }
 
 std::vector<std::vector<DuplicateFile>> splitByDigest(

@@ -8,27 +8,6 @@
 #include <stdexcept>
 
 namespace kestrow {
-namespace {
-
-// O_NOATIME is refused (EPERM) on files the process does not own; the read then goes ahead the
-// ordinary way.
-int openForHashing(const std::filesystem::path& file) {
-    const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-#ifdef O_NOATIME
-    int fd = ::open(file.c_str(), flags | O_NOATIME);
-    if (fd >= 0 || errno != EPERM) return fd;
-#endif
-    return ::open(file.c_str(), flags);
-}
-
-struct FileHandle {
-    int fd;
-    ~FileHandle() {
-        if (fd >= 0) ::close(fd);
-    }
-};
-
-}  // namespace
 
 struct Sha256::Context {
     EVP_MD_CTX* ctx = EVP_MD_CTX_new();
@@ -66,23 +45,18 @@ std::string Sha256::hexOf(std::span<const std::byte> bytes) {
     return hex;
 }
 
-std::optional<std::string> Sha256::ofFile(const std::filesystem::path& file,
-                                          std::optional<std::int64_t> limit,
-                                          std::span<std::byte> buffer) {
-    if (buffer.empty()) return std::nullopt;
-    const FileHandle handle{openForHashing(file)};
-    if (handle.fd < 0) return std::nullopt;
-    // O_NONBLOCK only kept the open from hanging on a FIFO swapped in since the walk; reads of a
-    // regular file block either way.
-    ::fcntl(handle.fd, F_SETFL, ::fcntl(handle.fd, F_GETFL) & ~O_NONBLOCK);
-    ::posix_fadvise(handle.fd, 0, limit.value_or(0), POSIX_FADV_SEQUENTIAL);
+std::optional<std::string> Sha256::ofDescriptor(int fd, std::optional<std::int64_t> limit,
+                                                std::span<std::byte> buffer, std::stop_token stop) {
+    if (fd < 0 || buffer.empty()) return std::nullopt;
+    ::posix_fadvise(fd, 0, limit.value_or(0), POSIX_FADV_SEQUENTIAL);
     Sha256 hash;
     std::int64_t remaining = limit.value_or(-1);
     while (remaining != 0) {
+        if (stop.stop_requested()) return std::nullopt;
         std::size_t want = buffer.size();
         if (remaining > 0 && static_cast<std::uint64_t>(remaining) < want)
             want = static_cast<std::size_t>(remaining);
-        const ssize_t got = ::read(handle.fd, buffer.data(), want);
+        const ssize_t got = ::read(fd, buffer.data(), want);
         if (got < 0) {
             if (errno == EINTR) continue;
             return std::nullopt;

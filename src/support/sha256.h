@@ -2,10 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <span>
+#include <stop_token>
 #include <string>
 
 namespace kestrow {
@@ -25,12 +25,12 @@ public:
 
     static std::string hexOf(std::span<const std::byte> bytes);
 
-    // The digest of a file's first `limit` bytes (all of it when absent), read in chunks of at
-    // most `buffer.size()` bytes. Absent when the file cannot be opened or read; a file shorter
-    // than `limit` is hashed as far as it goes.
-    static std::optional<std::string> ofFile(const std::filesystem::path& file,
-                                             std::optional<std::int64_t> limit,
-                                             std::span<std::byte> buffer);
+    // The digest of the next `limit` bytes `fd` reads (all it reads when absent), in chunks of at
+    // most `buffer.size()` bytes; a file shorter than `limit` is hashed as far as it goes. Absent
+    // when a read fails, or once `stop` is asked for: a digest of part of a file would be wrong.
+    static std::optional<std::string> ofDescriptor(int fd, std::optional<std::int64_t> limit,
+                                                   std::span<std::byte> buffer,
+                                                   std::stop_token stop = {});
 
 private:
     struct Context;

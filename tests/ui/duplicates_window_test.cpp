@@ -6,9 +6,9 @@
 #include <QPushButton>
 #include <QTest>
 #include <QTreeWidget>
-#include <random>
 
 #include "app/settings/standard_settings.h"
+#include "core/duplicate_test_files.h"
 #include "insights/duplicates_model.h"
 #include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
@@ -20,37 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string noise(std::size_t size, unsigned seed) {
-    std::mt19937 random(seed);
-    std::string bytes(size, '\0');
-    for (auto& c : bytes) c = static_cast<char>(random() & 0xFFU);
-    return bytes;
-}
-
-// Moves items aside into a folder of the test's, and remembers them.
-class RecordingTrash final : public Trash {
-public:
-    explicit RecordingTrash(fs::path folder) : folder_(std::move(folder)) {
-        fs::create_directories(folder_);
-    }
-    TrashMove moveToTrash(const TrashRequest& request) override {
-        const fs::path to = folder_ / std::to_string(moved.size());
-        std::error_code error;
-        fs::rename(request.item, to, error);
-        if (error) return {std::nullopt, error.message()};
-        moved.push_back(request.item.string());
-        return {TrashedItem{request.item, to, {}}, {}};
-    }
-    std::optional<std::string> putBack(const TrashedItem& item) override {
-        std::error_code error;
-        fs::rename(item.inTrash, item.original, error);
-        return error ? std::optional(error.message()) : std::nullopt;
-    }
-    std::vector<std::string> moved;
-
-private:
-    fs::path folder_;
-};
+using duplicate_test::noise;
 
 // A home with copies in Documents, Downloads and Desktop, the window over it in virtual time.
 struct DuplicatesScreen {
@@ -59,7 +29,7 @@ struct DuplicatesScreen {
     Logger log{sink, LogArea::general};
     VirtualScheduler scheduler;
     SettingsStore standard{home / ".config/kestrow/bar.vemb.orvel.plist", log};
-    RecordingTrash trash{home / "set-aside"};
+    duplicate_test::FolderTrash trash{home / "set-aside"};
     DuplicatesModel model{{standard,
                            scheduler.mainExecutor(),
                            scheduler.makeSerialQueue(),
