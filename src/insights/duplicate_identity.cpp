@@ -3,42 +3,14 @@
 #include <sys/sysmacros.h>
 
 #include <array>
-#include <charconv>
 #include <fstream>
 #include <sstream>
-#include <vector>
 
 #include "support/ascii_case.h"
+#include "support/mount_info_field.h"
 
 namespace kestrow {
 namespace {
-
-std::vector<std::string_view> fieldsOf(std::string_view line) {
-    std::vector<std::string_view> fields;
-    std::size_t start = 0;
-    while (start < line.size()) {
-        const std::size_t end = line.find(' ', start);
-        const std::size_t stop = end == std::string_view::npos ? line.size() : end;
-        if (stop > start) fields.push_back(line.substr(start, stop - start));
-        start = stop + 1;
-    }
-    return fields;
-}
-
-std::optional<std::uint64_t> deviceOf(std::string_view majorMinor) {
-    const auto colon = majorMinor.find(':');
-    if (colon == std::string_view::npos) return std::nullopt;
-    unsigned major = 0;
-    unsigned minor = 0;
-    const auto m = majorMinor.substr(0, colon);
-    const auto n = majorMinor.substr(colon + 1);
-    if (m.empty() || n.empty()) return std::nullopt;
-    if (std::from_chars(m.data(), m.data() + m.size(), major).ptr != m.data() + m.size() ||
-        std::from_chars(n.data(), n.data() + n.size(), minor).ptr != n.data() + n.size()) {
-        return std::nullopt;
-    }
-    return makedev(major, minor);
-}
 
 std::string deviceName(std::uint64_t device) {
     return std::to_string(major(device)) + "." + std::to_string(minor(device));
@@ -79,22 +51,11 @@ DuplicateIdentity DuplicateIdentity::current() {
 
 DuplicateIdentity DuplicateIdentity::fromMountInfo(std::string_view text) {
     DuplicateIdentity identity;
-    std::size_t start = 0;
-    while (start < text.size()) {
-        std::size_t end = text.find('\n', start);
-        if (end == std::string_view::npos) end = text.size();
-        const std::string_view line = text.substr(start, end - start);
-        start = end + 1;
-        // ID PARENT MAJOR:MINOR ROOT MOUNTPOINT OPTIONS [OPTIONAL...] - TYPE SOURCE SUPEROPTIONS
-        const auto fields = fieldsOf(line);
-        if (fields.size() < 9) continue;
-        const auto device = deviceOf(fields[2]);
-        if (!device) continue;
-        std::size_t dash = 6;
-        while (dash < fields.size() && fields[dash] != "-") ++dash;
-        if (dash + 2 >= fields.size()) continue;
-        auto name = networkVolume(fields[dash + 1], fields[dash + 2]);
-        identity.volumes_.try_emplace(*device, name ? std::move(*name) : deviceName(*device));
+    for (const MountInfoRow& row : parseMountInfo(text)) {
+        if (!row.device || row.type.empty()) continue;
+        auto name = networkVolume(row.type, row.source);
+        identity.volumes_.try_emplace(*row.device,
+                                      name ? std::move(*name) : deviceName(*row.device));
     }
     return identity;
 }

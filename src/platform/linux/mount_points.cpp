@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string>
 
-#include "platform/linux/mount_info_field.h"
+#include "support/mount_info_field.h"
 
 namespace kestrow {
 namespace {
@@ -29,15 +29,7 @@ std::optional<std::vector<std::filesystem::path>> MountPoints::read() {
 
 std::vector<std::filesystem::path> MountPoints::parse(const std::string& text) {
     std::vector<std::filesystem::path> points;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        // id parent major:minor root mount-point ...
-        std::istringstream fields(line);
-        std::string id, parent, device, root, point;
-        if (fields >> id >> parent >> device >> root >> point) {
-            points.emplace_back(unescapeMountInfoField(point));
-        }
-    }
+    for (MountInfoRow& row : parseMountInfo(text)) points.emplace_back(std::move(row.mountPoint));
     return points;
 }
 

@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "platform/linux/mount_info_field.h"
+#include "support/mount_info_field.h"
 #include "support/atomic_file.h"
 
 namespace kestrow {

@@ -11,7 +11,7 @@
 #include <sstream>
 #include <utility>
 
-#include "platform/linux/mount_info_field.h"
+#include "support/mount_info_field.h"
 #include "platform/linux/tool_process.h"
 #include "support/ascii_case.h"
 #include "support/atomic_file.h"
