@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "support/atomic_file.h"
+#include "support/null_terminated.h"
 #include "support/plist_value.h"
 #include "support/temp_folder.h"
 
@@ -33,12 +34,8 @@ public:
                                      "KESTROW_TMUTIL=" + std::string(KESTROW_FAKE_TMUTIL_PATH),
                                      "PATH=/usr/bin:/bin"};
         args.insert(args.begin(), binary);
-        std::vector<char*> argv;
-        for (auto& a : args) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        std::vector<char*> envp;
-        for (auto& e : env) envp.push_back(e.data());
-        envp.push_back(nullptr);
+        std::vector<char*> argv = testing::nullTerminated(args);
+        std::vector<char*> envp = testing::nullTerminated(env);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, 2, (home / "agent.log").c_str(),

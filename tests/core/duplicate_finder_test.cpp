@@ -228,14 +228,7 @@ TEST(DuplicatesModel, ScansProposesMovesAndKeepsTheExtraFolders) {
     VirtualScheduler scheduler;
     SettingsStore standard(disk.root / ".config/kestrow/standard.plist",
                            Logger(disk.sink, LogArea::general));
-    DuplicatesModel model({standard,
-                           scheduler.mainExecutor(),
-                           scheduler.makeSerialQueue(),
-                           disk.trash,
-                           UserLocations::resolve(disk.root.homeEnvironment()),
-                           Logger(disk.sink, LogArea::general),
-                           {},
-                           std::nullopt});
+    DuplicatesModel model(disk.modelOn(standard, scheduler));
     model.addFolder(disk.root.path().string());
     EXPECT_EQ(StandardSettings(standard).duplicateFinderFolders(),
               std::vector<std::string>{disk.root.path().string()});

@@ -239,14 +239,7 @@ TEST(DuplicatesModel, ACancelledScanPublishesNothing) {
     VirtualScheduler scheduler;
     SettingsStore standard(disk.root / ".config/kestrow/standard.plist",
                            Logger(disk.sink, LogArea::general));
-    DuplicatesModel model({standard,
-                           scheduler.mainExecutor(),
-                           scheduler.makeSerialQueue(),
-                           disk.trash,
-                           UserLocations::resolve(disk.root.homeEnvironment()),
-                           Logger(disk.sink, LogArea::general),
-                           {},
-                           std::nullopt});
+    DuplicatesModel model(disk.modelOn(standard, scheduler));
     model.scan();
     model.cancel();
     EXPECT_FALSE(model.scanning.get());

@@ -7,10 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "app/settings/settings_store.h"
 #include "insights/duplicate_finder.h"
+#include "insights/duplicates_model.h"
 #include "platform/trash.h"
 #include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
+#include "support/virtual_scheduler.h"
 
 namespace kestrow::duplicate_test {
 
@@ -88,6 +91,17 @@ struct CopiesOnDisk {
             write(name, kMiB + 1, 2);
         for (const char* name : {"Desktop/c1", "Desktop/c2"}) write(name, kMiB + 2, 3);
         groups = DuplicateFinder(Logger(sink, LogArea::general)).scan({root.path()}).groups;
+    }
+    // The window's model over these copies, with its settings in `standard`.
+    DuplicatesModel::Services modelOn(SettingsStore& standard, VirtualScheduler& scheduler) {
+        return {standard,
+                scheduler.mainExecutor(),
+                scheduler.makeSerialQueue(),
+                trash,
+                UserLocations::resolve(root.homeEnvironment()),
+                Logger(sink, LogArea::general),
+                {},
+                std::nullopt};
     }
     KeepPreference preference() const { return {{root / "Documents"}, root / "Downloads"}; }
     std::string operator/(const std::string& name) const { return (root / name).string(); }

@@ -19,6 +19,7 @@
 #include "cleaners/developer_cleaners.h"
 #include "platform/linux/proc_running_processes.h"
 #include "support/atomic_file.h"
+#include "support/null_terminated.h"
 #include "support/temp_folder.h"
 
 extern char** environ;
@@ -37,12 +38,8 @@ public:
             const std::vector<std::string>& extra = {}) {
         std::vector<std::string> environment(extra);
         for (char** entry = environ; *entry != nullptr; ++entry) environment.emplace_back(*entry);
-        std::vector<char*> argv;
-        for (auto& argument : arguments) argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        std::vector<char*> envp;
-        for (auto& entry : environment) envp.push_back(entry.data());
-        envp.push_back(nullptr);
+        std::vector<char*> argv = testing::nullTerminated(arguments);
+        std::vector<char*> envp = testing::nullTerminated(environment);
         posix_spawnattr_t attributes;
         posix_spawn_file_actions_t actions;
         ::posix_spawnattr_init(&attributes);

@@ -12,7 +12,11 @@ std::optional<std::string> withinTime(std::chrono::milliseconds limit,
     int channel[2];
     if (::pipe(channel) != 0) return std::nullopt;
     const pid_t child = ::fork();
-    if (child < 0) return std::nullopt;
+    if (child < 0) {
+        ::close(channel[0]);
+        ::close(channel[1]);
+        return std::nullopt;
+    }
     if (child == 0) {
         ::close(channel[0]);
         const std::string result = body();
