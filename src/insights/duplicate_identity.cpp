@@ -3,10 +3,9 @@
 #include <sys/sysmacros.h>
 
 #include <array>
-#include <fstream>
-#include <sstream>
 
 #include "support/ascii_case.h"
+#include "support/atomic_file.h"
 #include "support/mount_info_field.h"
 
 namespace kestrow {
@@ -43,10 +42,7 @@ std::optional<std::string> networkVolume(std::string_view type, std::string_view
 }  // namespace
 
 DuplicateIdentity DuplicateIdentity::current() {
-    std::ifstream in("/proc/self/mountinfo");
-    std::stringstream text;
-    text << in.rdbuf();
-    return fromMountInfo(text.str());
+    return fromMountInfo(readFile("/proc/self/mountinfo").value_or(""));
 }
 
 DuplicateIdentity DuplicateIdentity::fromMountInfo(std::string_view text) {

@@ -1,9 +1,8 @@
 #include "platform/linux/mount_points.h"
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
+#include "support/atomic_file.h"
 #include "support/mount_info_field.h"
 
 namespace kestrow {
@@ -19,12 +18,9 @@ bool isAtOrBelow(const std::string& candidate, const std::string& folder) {
 }  // namespace
 
 std::optional<std::vector<std::filesystem::path>> MountPoints::read() {
-    std::ifstream file("/proc/self/mountinfo", std::ios::binary);
-    if (!file) return std::nullopt;
-    std::ostringstream text;
-    text << file.rdbuf();
-    if (file.bad()) return std::nullopt;
-    return parse(text.str());
+    const auto text = readFile("/proc/self/mountinfo");
+    if (!text) return std::nullopt;
+    return parse(*text);
 }
 
 std::vector<std::filesystem::path> MountPoints::parse(const std::string& text) {

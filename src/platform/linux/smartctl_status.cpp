@@ -4,17 +4,19 @@
 #include <QEvent>
 #include <QEventLoop>
 
+#include <sys/sysmacros.h>
+
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cctype>
-#include <sstream>
 #include <utility>
 
-#include "support/mount_info_field.h"
 #include "platform/linux/tool_process.h"
 #include "support/ascii_case.h"
 #include "support/atomic_file.h"
+#include "support/mount_info_field.h"
 
 namespace kestrow {
 namespace {
@@ -121,19 +123,10 @@ std::vector<SmartctlStatus::Mount> SmartctlStatus::mounts() const {
     std::vector<Mount> table;
     const auto text = readFile(roots_.mountInfo);
     if (!text) return table;
-    std::istringstream lines(*text);
-    std::string line;
-    while (std::getline(lines, line)) {
-        std::istringstream fields(line);
-        std::string id, parent, device, root, mountPoint, field;
-        if (!(fields >> id >> parent >> device >> root >> mountPoint)) continue;
-        // Optional fields run up to a lone "-"; the file system type and the source follow.
-        while (fields >> field && field != "-") {
-        }
-        std::string type, source;
-        fields >> type >> source;
-        table.push_back(
-            {device, unescapeMountInfoField(mountPoint), unescapeMountInfoField(source)});
+    for (const MountInfoRow& row : parseMountInfo(*text)) {
+        if (!row.device) continue;
+        table.push_back({fmt::format("{}:{}", major(*row.device), minor(*row.device)),
+                         row.mountPoint, unescapeMountInfoField(row.source)});
     }
     return table;
 }
