@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/settings/settings_store.h"
+#include "backup/backup_source.h"
 #include "menu/ring_model.h"
 #include "platform/backup_diagnostics.h"
 #include "platform/network_probe.h"
@@ -85,6 +86,8 @@ public:
     Observable<std::optional<WallTime>> failureReasonAttempt;
     Observable<std::optional<WallTime>> oldestBackup;
     Observable<int> backupCount{0};
+    // The active backup source; nothing while none is configured.
+    Observable<std::optional<BackupSourceName>> source;
 
     // After every evaluation, when all of the above is up to date, whether or not the verdict
     // changed: what depends on the destination's other facts reads them then.
