@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <charconv>
+#include <cstdint>
 
 namespace kestrow {
 namespace {
@@ -75,10 +76,11 @@ std::optional<WallTime> parseIsoDate(std::string_view text) {
         std::size_t n = 0;
         while (n < rest.size() && std::isdigit(static_cast<unsigned char>(rest[n]))) ++n;
         if (n == 0) return std::nullopt;
-        double fraction = 0;
-        double scale = 0.1;
-        for (std::size_t i = 0; i < n; ++i, scale /= 10) fraction += (rest[i] - '0') * scale;
-        result = addSeconds(result, fraction);
+        // Whole nanoseconds, counted exactly (the clock's own unit); digits beyond them are
+        // below what the clock can hold and are dropped.
+        std::int64_t nanos = 0;
+        for (std::size_t i = 0; i < 9; ++i) nanos = nanos * 10 + (i < n ? rest[i] - '0' : 0);
+        result += duration_cast<WallTime::duration>(nanoseconds{nanos});
         c.skip(n);
     }
     if (c.literal('Z')) return c.atEnd() ? std::optional(result) : std::nullopt;

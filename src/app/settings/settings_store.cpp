@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "support/atomic_file.h"
+#include "support/file_set_aside.h"
 #include "support/iso_date.h"
 
 namespace kestrow {
@@ -58,37 +59,6 @@ private:
     std::optional<std::string> problem_;
 };
 
-// "bar.vemb.orvel.plist.unreadable-2026-11-23T17:32:00Z", from the file's own modification time
-// so that the name says which version of the file it was; "-2", "-3"... when that is taken.
-std::optional<std::filesystem::path> moveAside(const std::filesystem::path& file,
-                                               std::string* error) {
-    struct stat info {};
-    if (::lstat(file.c_str(), &info) != 0) {
-        if (error != nullptr) *error = std::strerror(errno);
-        return std::nullopt;
-    }
-    const std::string base = file.string() + ".unreadable-" +
-                             formatIsoDate(WallTime{std::chrono::seconds{info.st_mtim.tv_sec}});
-    for (int attempt = 1; attempt <= 100; ++attempt) {
-        const std::string target = attempt == 1 ? base : fmt::format("{}-{}", base, attempt);
-        int moved = ::renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
-        if (moved != 0 && errno == EINVAL) {
-            // A file system without the no-replace flag; the folder lock keeps our own
-            // processes from racing between the check and the rename.
-            struct stat taken {};
-            if (::lstat(target.c_str(), &taken) == 0) {
-                errno = EEXIST;
-            } else {
-                moved = ::rename(file.c_str(), target.c_str());
-            }
-        }
-        if (moved == 0) return target;
-        if (errno != EEXIST) break;
-    }
-    if (error != nullptr) *error = std::strerror(errno);
-    return std::nullopt;
-}
-
 }  // namespace
 
 SettingsStore::SettingsStore(std::filesystem::path file, Logger log, OnUnreadable onUnreadable)
@@ -115,7 +85,7 @@ std::optional<std::filesystem::path> SettingsStore::setAsideLocked(std::string* 
     current();  // under the lock: another process may have replaced the file already
     if (!cachedProblem_) return std::nullopt;
     const std::string problem = *cachedProblem_;
-    auto aside = moveAside(file_, error);
+    auto aside = setFileAside(file_, error);
     if (aside) {
         log_.error(
             "Settings file {} could not be read ({}); set it aside as {} and went on "
