@@ -28,11 +28,14 @@ enum class BackupFailureKind {
 struct BackupAttempt {
     std::string jobId;
     WallTime start;
-    std::optional<WallTime> end;    // absent while it runs (or when Kestrow died during it)
-    std::optional<int> exitStatus;  // restic's status; absent when it did not exit by itself
-    std::optional<BackupFailureKind> failure;  // absent on success
-    std::optional<std::string> error;     // restic's own words, shortened, for the log and --json
-    std::optional<std::string> snapshot;  // the new snapshot's id, on success
+    std::optional<WallTime> end =
+        std::nullopt;  // absent while it runs (or when Kestrow died during it)
+    std::optional<int> exitStatus =
+        std::nullopt;  // restic's status; absent when it did not exit by itself
+    std::optional<BackupFailureKind> failure = std::nullopt;  // absent on success
+    std::optional<std::string> error =
+        std::nullopt;  // restic's own words, shortened, for the log and --json
+    std::optional<std::string> snapshot = std::nullopt;  // the new snapshot's id, on success
     bool operator==(const BackupAttempt&) const = default;
 };
 

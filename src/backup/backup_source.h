@@ -43,6 +43,9 @@ public:
     virtual ~BackupSource() = default;
 
     virtual BackupSourceName name() const = 0;
+    // Whether this source is set up on this machine, so that it is the one to watch. May read
+    // the source's settings; cheap enough to ask whenever the choice is made again.
+    virtual bool configured() = 0;
     // Reads what the source knows now, stores the snapshot, and starts following its changes.
     virtual void start() = 0;
     // Stops following changes. A backup that Kestrow itself runs is interrupted and recorded so.

@@ -126,14 +126,11 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
 Agent::~Agent() = default;
 
 std::unique_ptr<PreferencesFileHandle> Agent::makePreferencesFile() {
-    auto file = backup_.makePreferencesFile();
-    if (file) {
-        settingsRead_ = file->processed.connect([this] { backup_.model().refresh(); });
-        settingsAccess_ = file->hasAccessState().observe(
-            [this](bool readable) { alerts_.setSettingsReadable(readable); });
-        alerts_.setSettingsReadable(file->hasAccess());
-    }
-    return file;
+    auto handle = backup_.startSources();
+    settingsRead_ = backup_.model().evaluated.connect(
+        [this] { alerts_.setSettingsReadable(backup_.settingsReadable()); });
+    alerts_.setSettingsReadable(backup_.settingsReadable());
+    return handle;
 }
 
 void Agent::followVerdict(const ProtectionVerdict& verdict) {

@@ -90,7 +90,6 @@ private:
     InsightsStack insights_;
     MenuAlertFeed alerts_;
     Signal<>::Connection settingsRead_;
-    Signal<bool>::Connection settingsAccess_;
     Signal<ProtectionVerdict>::Connection verdictFollower_;
     static constexpr std::size_t kPlaceholderCount = 6;  // the services not built yet
     std::array<std::unique_ptr<PlaceholderService>, kPlaceholderCount> placeholders_;

@@ -4,7 +4,10 @@
 #include <memory>
 #include <string>
 
+#include "app/preferences_file_handle.h"
 #include "app/settings/settings_store.h"
+#include "backup/active_backup_source.h"
+#include "backup/time_machine_backup_source.h"
 #include "platform/demo/simulated_mac.h"
 #include "platform/linux/mounted_backup_volumes.h"
 #include "platform/linux/process_time_machine_tools.h"
@@ -19,8 +22,8 @@
 namespace kestrow {
 
 // Everything that answers "is this machine backed up?", wired to the real Linux adapters or,
-// for --demo, to the simulated Mac. The agent and `kestrow status` build the same stack, so the
-// command line reports exactly what the menu shows.
+// for --demo, to the simulated desktop. The agent and the one-shot commands build the same stack,
+// so the command line reports exactly what the menu shows.
 class BackupStack {
 public:
     struct Options {
@@ -38,16 +41,20 @@ public:
 
     SharedPreferences& shared() { return shared_; }
     BackupStatusModel& model() { return *model_; }
-    TimeMachineTools& tools() { return *tools_; }
+    ActiveBackupSource& source() { return *active_; }
     bool demo() const { return demo_ != nullptr; }
     // The Time Machine settings file: KESTROW_TM_PLIST, else the system location.
     const std::filesystem::path& settingsFile() const { return settingsFile_; }
 
-    // The settings reader: it reads at once when it can and then follows the file. The demo has
-    // none; its settings are placed in the shared store at start instead.
-    std::unique_ptr<PreferencesFile> makePreferencesFile();
+    // Chooses the active source and starts watching it; every change of it refreshes the model.
+    // The handle tells the launch and reopen rules whether a backup is set up and readable.
+    std::unique_ptr<PreferencesFileHandle> startSources();
+    // False only while Time Machine is the source and its settings cannot be read.
+    bool settingsReadable() const;
 
 private:
+    class SetupHandle;
+
     Options options_;
     Clock& clock_;
     Logger log_;
@@ -58,9 +65,11 @@ private:
     UnsearchedFailureReasonLookup unsearchedReasons_;
     MountedBackupVolumes mountedVolumes_;
     QtFileWatcher watcher_;
-    TimeMachineTools* tools_ = nullptr;
     SharedPreferences shared_;
+    std::unique_ptr<TimeMachineBackupSource> timeMachine_;
+    std::unique_ptr<ActiveBackupSource> active_;
     std::unique_ptr<BackupStatusModel> model_;
+    Signal<>::Connection sourceChanged_;
 };
 
 }  // namespace kestrow

@@ -1,7 +1,6 @@
 #include "cli/status_command.h"
 
 #include <QCoreApplication>
-#include <QDBusConnection>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
@@ -11,11 +10,8 @@
 #include "cli/alert_sources.h"
 #include "cli/backup_stack.h"
 #include "cli/command_application.h"
+#include "cli/one_shot_backup_stack.h"
 #include "cli/status_report.h"
-#include "platform/linux/journal_log_sink.h"
-#include "platform/linux/linux_widget_host.h"
-#include "platform/linux/qt_main_executor.h"
-#include "platform/linux/system_clock.h"
 
 namespace kestrow {
 
@@ -27,14 +23,6 @@ namespace {
 constexpr int kAnswerLimitMs = 15'000;
 // A status bar asks often; a file server that has not answered in this time counts as away.
 constexpr double kProbeLimitSeconds = 3.0;
-
-// Log lines go to the journal; without one, only what is really wrong reaches the terminal, so
-// that a script reading the report sees nothing else on it.
-std::unique_ptr<LogSink> statusLogSink() {
-    std::error_code ec;
-    if (std::filesystem::exists("/run/systemd/journal/socket", ec)) return makeSystemLogSink();
-    return std::make_unique<StderrLogSink>(LogLevel::fault);
-}
 
 bool settled(const BackupStatusModel& model, bool liveAnswered) {
     const bool reasonPending =
@@ -60,20 +48,10 @@ int runStatusCommand(const CommandContext& context) {
 
     const auto app = commandApplication();
 
-    const auto sink = statusLogSink();
-    const Logger log(*sink, LogArea::general);
-    const UserLocations locations = context.locations();
-    const auto folder = demo ? locations.demoFolder() : locations.settingsFolder();
-    SettingsStore standard(folder / locations.standardStoreFile().filename(), log);
-    SettingsStore shared(folder / locations.sharedStoreFile().filename(), log);
-    SystemClock clock;
-    QtMainExecutor executor;
-    LinuxWidgetHost widgets(QDBusConnection::sessionBus());
-    BackupStack stack({demo, context.environment, kProbeLimitSeconds}, clock, executor, standard,
-                      shared, widgets, nullptr, log);
-
-    const auto settings = stack.makePreferencesFile();
-    if (settings && !settings->hasAccess()) {
+    OneShotBackupStack oneShot(context, demo, kProbeLimitSeconds);
+    BackupStack& stack = oneShot.stack();
+    const auto setup = stack.startSources();
+    if (!stack.settingsReadable()) {
         context.err << "kestrow status: cannot read the Time Machine settings at "
                     << stack.settingsFile().string() << "\n";
         return kExitFailed;
@@ -95,7 +73,8 @@ int runStatusCommand(const CommandContext& context) {
     check.start(10);
     if (!settled(model, liveAnswered)) loop.exec();
 
-    const auto alerts = AlertSources::oneShot(model, standard, locations, demo);
+    const auto alerts =
+        AlertSources::oneShot(model, oneShot.standardStore(), context.locations(), demo);
     if (json) {
         context.out << statusJson(model, alerts).dump(2) << "\n";
     } else {

@@ -73,11 +73,15 @@ nlohmann::ordered_json statusJson(const BackupStatusModel& model,
                        {"reachable", orNull(model.destinationReachable.get())}};
     }
     const TimeMachineLiveStatus& live = model.live.get();
+    Json source = nullptr;
+    if (const auto& name = model.source.get())
+        source = {{"kind", std::string(backupSourceKindName(name->kind))}, {"name", name->name}};
     Json history = Json::array();
     for (const auto& entry : model.history.get())
         history.push_back({{"date", formatIsoDate(entry.date)}, {"succeeded", entry.succeeded}});
 
-    return {{"state", std::string(protectionStateText(verdict.state))},
+    return {{"source", std::move(source)},
+            {"state", std::string(protectionStateText(verdict.state))},
             {"reasons", verdict.reasons},
             {"lastAttemptFailed", verdict.lastAttemptFailed},
             {"destination", std::move(destination)},
@@ -88,7 +92,8 @@ nlohmann::ordered_json statusJson(const BackupStatusModel& model,
              {{"running", live.running},
               {"phase", orNull(live.phase)},
               {"percent", orNull(live.percent)},
-              {"progressLine", live.running ? Json(live.progressLine()) : Json(nullptr)}}},
+              {"progressLine", live.running ? Json(live.progressLine()) : Json(nullptr)},
+              {"timeRemaining", orNull(model.timeRemaining.get())}}},
             {"history", std::move(history)},
             {"rings", ringsJson(model.rings.get())},
             {"alerts", alertsJson(alerts)}};
@@ -98,6 +103,7 @@ std::string statusText(const BackupStatusModel& model, const std::vector<MenuAle
     const ProtectionVerdict& verdict = model.verdict.get();
     std::string text = capitalised(protectionStateText(verdict.state)) + "\n";
     for (const auto& reason : verdict.reasons) text += "  " + reason + "\n";
+    if (const auto& name = model.source.get()) text += "Source: " + name->name + "\n";
     if (const auto& d = model.destination()) {
         const auto reachable = model.destinationReachable.get();
         std::string where = d->isNetwork ? "network" : "local";

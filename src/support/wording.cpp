@@ -56,7 +56,7 @@ Wording Wording::linux(std::optional<std::string> backupSourceName) {
         {"Mac's", "computer's"},
         {"Mac", "computer"},
     };
-    return Wording(std::move(table));
+    return Wording(std::move(table), named ? source : std::string());
 }
 
 std::string Wording::operator()(std::string_view productText) const {
@@ -71,7 +71,7 @@ std::string Wording::operator()(std::string_view productText) const {
             if (!wholeWordAt(productText, at, from.size())) continue;
             std::string word = to;
             // A noun that opens the text opens it capitalised ("Mac's disk" → "Computer's disk").
-            if (at == 0 && !word.empty())
+            if (at == 0 && !word.empty() && word != name_)
                 word[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(word[0])));
             out += word;
             at += from.size();

@@ -24,10 +24,13 @@ public:
     bool isExact() const { return replacements_.empty(); }
 
 private:
-    explicit Wording(std::vector<std::pair<std::string, std::string>> replacements)
-        : replacements_(std::move(replacements)) {}
+    explicit Wording(std::vector<std::pair<std::string, std::string>> replacements,
+                     std::string name = {})
+        : replacements_(std::move(replacements)), name_(std::move(name)) {}
     // Tried in order at each position; whole sentences first, then the nouns.
     std::vector<std::pair<std::string, std::string>> replacements_;
+    // The source's name keeps its own case even at the start of a text ("restic didn't say…").
+    std::string name_;
 };
 
 }  // namespace kestrow

@@ -43,6 +43,19 @@ std::function<void()> BackupStatusModel::guarded(F f) {
     };
 }
 
+Wording BackupStatusModel::sourceWording() const {
+    if (!d_.linuxWording) return Wording::exact();
+    const auto name = source.get();
+    if (name && name->kind == BackupSourceKind::timeMachine) return Wording::exact();
+    return Wording::linux(name ? std::optional(name->name) : std::nullopt);
+}
+
+Wording BackupStatusModel::startWording() const {
+    const BackupSourceName name = d_.source.name();
+    if (!d_.linuxWording || name.kind == BackupSourceKind::timeMachine) return Wording::exact();
+    return Wording::linux(name.name);
+}
+
 std::optional<bool> BackupStatusModel::runningState() const {
     return liveRunning_ ? *liveRunning_ : preferencesRunning_;
 }
@@ -54,6 +67,7 @@ void BackupStatusModel::refresh() {
     preferencesRunning_ = preferences ? preferences->backupRunning : std::nullopt;
     automaticBackups_ = preferences ? preferences->automaticBackups : std::nullopt;
     const Destination* destination = destination_ ? &*destination_ : nullptr;
+    source.set(destination ? std::optional(d_.source.name()) : std::nullopt);
 
     lastSuccessful.set(destination ? destination->newestSnapshot() : std::nullopt);
     destinationName.set(destination ? std::optional(destination->volumeName) : std::nullopt);
@@ -135,7 +149,7 @@ void BackupStatusModel::refreshFailureReason(const Destination& destination) {
     failureReason.set(std::nullopt);
     failureReasonReadable.set(std::nullopt);
     failureReasonAttempt.set(attempt);
-    d_.failureReasons.lookup(
+    d_.source.failureReasons().lookup(
         *attempt, destination.lastResult,
         [this, alive = std::weak_ptr<bool>(alive_), attempt](FailureReasonAnswer answer) {
             if (alive.expired() || failureReasonAttempt.get() != attempt) return;
@@ -176,7 +190,11 @@ void BackupStatusModel::evaluate(bool configured) {
         StandardSettings(d_.standardStore).batteryLidSleepDuringBackup();
     const auto evaluator = ProtectionStateEvaluator::fromThresholdHours(
         SharedSettings(d_.shared.store()).protectedThresholdHours());
-    verdict.set(evaluator.evaluate(facts));
+    ProtectionVerdict result = evaluator.evaluate(facts);
+    const Wording wording = sourceWording();
+    if (!wording.isExact())
+        for (auto& reason : result.reasons) reason = wording(reason);
+    verdict.set(std::move(result));
     if (d_.notifier != nullptr) d_.notifier->handle(verdict.get());
     evaluated.emit();
 }
@@ -193,7 +211,7 @@ void BackupStatusModel::probeReachability(const Destination& destination) {
     }
     const auto host = hostOf(*destination.networkURL);
     if (!host) return;
-    probe_ = d_.probe.connect(*host, kFileSharingPort,
+    probe_ = d_.probe.connect(*host, portOf(*destination.networkURL).value_or(kFileSharingPort),
                               [this, alive = std::weak_ptr<bool>(alive_)](bool reachable) {
                                   if (alive.expired()) return;
                                   // The handle stays until the next probe: it is the one
@@ -207,16 +225,21 @@ void BackupStatusModel::probeReachability(const Destination& destination) {
 }
 
 void BackupStatusModel::refreshLiveStatus(std::function<void()> done) {
-    d_.tools.status([this, alive = std::weak_ptr<bool>(alive_),
-                     done = std::move(done)](std::optional<std::string> output) {
+    d_.source.liveStatus([this, alive = std::weak_ptr<bool>(alive_),
+                          done = std::move(done)](LiveBackupReading reading) {
         if (alive.expired()) return;
-        live.set(TimeMachineLiveStatus::from(output));
-        const auto before = runningState();
-        liveRunning_ = TimeMachineLiveStatus::statusDetails(output).running;
-        // The verdict, history and rings all depend on whether a backup runs.
-        if (runningState() != before) refresh();
+        applyReading(reading);
         if (done) done();
     });
+}
+
+void BackupStatusModel::applyReading(const LiveBackupReading& reading) {
+    live.set(reading.status);
+    timeRemaining.set(reading.running == true ? reading.timeRemaining : std::nullopt);
+    const auto before = runningState();
+    liveRunning_ = reading.running;
+    // The verdict, history and rings all depend on whether a backup runs.
+    if (runningState() != before) refresh();
 }
 
 void BackupStatusModel::startLivePolling() {
@@ -245,22 +268,26 @@ void BackupStatusModel::startBackup() {
     if (starting.get()) return;
     starting.set(true);
     startError.set(std::nullopt);
-    d_.tools.startBackup([this, alive = std::weak_ptr<bool>(alive_)](StartBackupOutcome outcome) {
+    d_.source.startBackup([this, alive = std::weak_ptr<bool>(alive_)](StartBackupOutcome outcome) {
         if (alive.expired()) return;
         std::visit(
             [this](const auto& result) {
                 using R = std::decay_t<decltype(result)>;
                 if constexpr (std::is_same_v<R, StartBackupOutcome::Accepted>) {
-                    backUpNowLog_.info("tmutil accepted the request; waiting for the backup");
+                    backUpNowLog_.info("{} accepted the request; waiting for the backup",
+                                       d_.source.name().name);
                     checkStarted(d_.clock.monotonic());
                 } else if constexpr (std::is_same_v<R, StartBackupOutcome::LaunchFailed>) {
-                    backUpNowLog_.error("could not run tmutil: {}", result.error);
-                    startError.set("Could not start Time Machine: " + result.error);
+                    backUpNowLog_.error("could not start {}: {}", d_.source.name().name,
+                                        result.error);
+                    startError.set(startWording()("Could not start Time Machine: ") + result.error);
                     starting.set(false);
                 } else {
-                    backUpNowLog_.error("tmutil refused with status {}", result.status);
-                    startError.set("Time Machine refused to start a backup (status " +
-                                   std::to_string(result.status) + ")");
+                    backUpNowLog_.error("{} refused with status {}", d_.source.name().name,
+                                        result.status);
+                    startError.set(
+                        startWording()("Time Machine refused to start a backup (status " +
+                                       std::to_string(result.status) + ")"));
                     starting.set(false);
                 }
             },
@@ -271,27 +298,52 @@ void BackupStatusModel::startBackup() {
 void BackupStatusModel::checkStarted(double acceptedAt) {
     d_.mainExecutor.postAfter(
         kStartCheckSeconds, guarded([this, acceptedAt] {
-            d_.tools.status([this, alive = std::weak_ptr<bool>(alive_),
-                             acceptedAt](std::optional<std::string> output) {
-                if (alive.expired()) return;
-                live.set(TimeMachineLiveStatus::from(output));
-                if (TimeMachineLiveStatus::statusDetails(output).running == true) {
-                    liveRunning_ = true;
-                    starting.set(false);
-                    backUpNowLog_.info("the backup began");
-                    refresh();
-                    return;
-                }
-                // A little slack, so the check due at exactly 9 s counts as the last one.
-                if (d_.clock.monotonic() - acceptedAt >= kStartLimitSeconds - 1e-6) {
-                    backUpNowLog_.error("tmutil exited 0 but no backup began within 9s");
-                    startError.set(kNoBackupStarted);
-                    starting.set(false);
-                    return;
-                }
-                checkStarted(acceptedAt);
-            });
+            d_.source.liveStatus(
+                [this, alive = std::weak_ptr<bool>(alive_), acceptedAt](LiveBackupReading reading) {
+                    if (alive.expired()) return;
+                    live.set(reading.status);
+                    if (reading.running == true) {
+                        liveRunning_ = true;
+                        timeRemaining.set(reading.timeRemaining);
+                        starting.set(false);
+                        backUpNowLog_.info("the backup began");
+                        refresh();
+                        return;
+                    }
+                    // A little slack, so the check due at exactly 9 s counts as the last one.
+                    if (d_.clock.monotonic() - acceptedAt >= kStartLimitSeconds - 1e-6) {
+                        if (d_.source.name().kind == BackupSourceKind::timeMachine)
+                            backUpNowLog_.error("tmutil exited 0 but no backup began within 9s");
+                        else
+                            backUpNowLog_.error("{} accepted but no backup began within 9s",
+                                                d_.source.name().name);
+                        startError.set(startWording()(kNoBackupStarted));
+                        starting.set(false);
+                        return;
+                    }
+                    checkStarted(acceptedAt);
+                });
         }));
+}
+
+std::optional<std::uint16_t> BackupStatusModel::portOf(const std::string& url) {
+    const auto scheme = url.find("://");
+    if (scheme == std::string::npos) return std::nullopt;
+    std::string authority = url.substr(scheme + 3);
+    authority = authority.substr(0, authority.find_first_of("/?#"));
+    if (const auto at = authority.rfind('@'); at != std::string::npos)
+        authority = authority.substr(at + 1);
+    const auto close = authority.rfind(']');
+    const auto colon = authority.rfind(':');
+    if (colon == std::string::npos || (close != std::string::npos && colon < close))
+        return std::nullopt;
+    const std::string digits = authority.substr(colon + 1);
+    if (digits.empty() || digits.size() > 5 ||
+        digits.find_first_not_of("0123456789") != std::string::npos)
+        return std::nullopt;
+    const int port = std::stoi(digits);
+    if (port <= 0 || port > 65535) return std::nullopt;
+    return static_cast<std::uint16_t>(port);
 }
 
 std::optional<std::string> BackupStatusModel::hostOf(const std::string& url) {

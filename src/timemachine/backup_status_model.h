@@ -16,6 +16,7 @@
 #include "support/executor.h"
 #include "support/logger.h"
 #include "support/observable.h"
+#include "support/wording.h"
 #include "timemachine/protection_notifier.h"
 #include "timemachine/protection_state_evaluator.h"
 #include "timemachine/shared_preferences.h"
@@ -34,8 +35,9 @@ public:
         Executor& mainExecutor;
         SharedPreferences& shared;
         SettingsStore& standardStore;
-        TimeMachineTools& tools;
-        FailureReasonLookup& failureReasons;
+        // What backs this machine up: it keeps the snapshot in `shared`, and answers the live
+        // status, Back Up Now and the failure reasons.
+        BackupSource& source;
         NetworkProbe& probe;
         BackupVolumes& volumes;
         ProtectionNotifier* notifier = nullptr;  // none for one-shot reports
@@ -44,6 +46,9 @@ public:
         // Whether one of the user's shares with this URL is connected now; until shares exist
         // nothing matches and the destination is probed.
         std::function<bool(const std::string& networkURL)> connectedShare;
+        // The Linux edition says the platform's nouns in the texts it publishes; the Time Machine
+        // source keeps its own texts exactly either way.
+        bool linuxWording = false;
     };
 
     // Two weeks of history from heart to bark, recent days spread wide.
@@ -79,6 +84,8 @@ public:
     Observable<std::vector<ProtectionStateEvaluator::HistoryEntry>> history;
     Observable<RingModel> rings;
     Observable<TimeMachineLiveStatus> live;
+    // Seconds until the running backup ends, when its source estimates it.
+    Observable<std::optional<double>> timeRemaining;
     Observable<std::optional<std::string>> startError;
     Observable<bool> starting{false};
     Observable<std::optional<std::string>> failureReason;
@@ -102,6 +109,9 @@ public:
 
     // The host of an smb:// (or similar) URL; nothing when it names none.
     static std::optional<std::string> hostOf(const std::string& url);
+    // The port an URL names explicitly ("sftp://host:2222"); nothing when it names none, and the
+    // file-sharing port is probed.
+    static std::optional<std::uint16_t> portOf(const std::string& url);
 
 private:
     void rebuildRings(const Destination* destination, WallTime now, double thresholdHours);
@@ -111,6 +121,10 @@ private:
     void pollOnce();
     void checkStarted(double acceptedAt);
     std::optional<bool> runningState() const;
+    // The words for the source's own texts: the verdict's reasons and Back Up Now's errors.
+    Wording sourceWording() const;
+    Wording startWording() const;
+    void applyReading(const LiveBackupReading& reading);
     template <typename F>
     std::function<void()> guarded(F f);
 

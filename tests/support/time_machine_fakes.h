@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/settings/settings_store.h"
+#include "backup/time_machine_backup_source.h"
 #include "platform/backup_diagnostics.h"
 #include "platform/network_probe.h"
 #include "platform/notifications.h"
@@ -143,6 +144,7 @@ struct BackupStatusRig {
     SharedPreferences shared;
     FakeTimeMachineTools tools;
     FakeFailureReasonLookup failureReasons;
+    TimeMachineBackupSource source;
     FakeNetworkProbe probe;
     FakeBackupVolumes volumes;
     RecordingUserNotifications notifications;
