@@ -92,7 +92,10 @@ int runBackupNowCommand(const CommandContext& context, const std::string& execut
     // and this one returns as soon as the ledger shows the attempt begun.
     if (source->kind == BackupSourceKind::restic && !wait) {
         const WallTime asked = std::chrono::system_clock::now();
-        if (!QProcess::startDetached(QString::fromStdString(executable),
+        std::error_code ec;
+        const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
+        const std::string program = ec ? executable : self.string();
+        if (!QProcess::startDetached(QString::fromStdString(program),
                                      {QStringLiteral("backup-now"), QStringLiteral("--wait")})) {
             context.err << "kestrow backup-now: could not start the backup\n";
             return kExitFailed;

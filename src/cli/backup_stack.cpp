@@ -1,8 +1,25 @@
 #include "cli/backup_stack.h"
 
+#include <unistd.h>
+
 #include "app/settings/standard_settings.h"
+#include "platform/locations.h"
+#include "support/atomic_file.h"
 
 namespace kestrow {
+namespace {
+
+std::string thisHost() {
+    char name[256] = {};
+    if (gethostname(name, sizeof name - 1) != 0) return {};
+    return name;
+}
+
+std::string mountTable() {
+    return readFile("/proc/self/mountinfo").value_or("");
+}
+
+}  // namespace
 
 // The launch rules' view of the backup: set up and readable, or not.
 class BackupStack::SetupHandle final : public PreferencesFileHandle {
@@ -64,8 +81,21 @@ BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
             std::error_code ec;
             return demo || std::filesystem::exists(settingsFile_, ec);
         }});
-    active_ = std::make_unique<ActiveBackupSource>(std::vector<BackupSource*>{timeMachine_.get()},
-                                                   shared_);
+    const UserLocations locations = UserLocations::resolve(options_.environment);
+    // The demo keeps its jobs apart, so trying the editor there never touches the user's own.
+    const auto backups =
+        demo ? locations.demoFolder() / "backups" : locations.dataHome / "kestrow" / "backups";
+    resticProcess_ = std::make_unique<ResticProcess>(
+        ResticProcess::programFrom(options_.environment), clock, log);
+    keyring_ = std::make_unique<QtKeychainSecretStore>();
+    restic_ = std::make_unique<ResticSource>(ResticSource::Dependencies{
+        clock, mainExecutor, *resticProcess_, *keyring_, watcher_, shared_, backups,
+        locations.cacheHome / "kestrow" / "backups", thisHost(), mountTable, log, options_.follow});
+    jobEditing_ = std::make_unique<ResticJobEditing>(ResticJobEditing::Dependencies{
+        *resticProcess_, *keyring_, ResticJobStore(backups), [this] { restic_->reloadJobs(); },
+        locations.home, locations.dataHome, locations.cacheHome, log});
+    std::vector<BackupSource*> candidates{restic_.get(), timeMachine_.get()};
+    active_ = std::make_unique<ActiveBackupSource>(std::move(candidates), shared_);
     model_ = std::make_unique<BackupStatusModel>(
         BackupStatusModel::Dependencies{clock,
                                         mainExecutor,

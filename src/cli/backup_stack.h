@@ -7,11 +7,15 @@
 #include "app/preferences_file_handle.h"
 #include "app/settings/settings_store.h"
 #include "backup/active_backup_source.h"
+#include "backup/restic_job_editing.h"
+#include "backup/restic_source.h"
 #include "backup/time_machine_backup_source.h"
 #include "platform/demo/simulated_mac.h"
+#include "platform/linux/backup/restic_process.h"
 #include "platform/linux/mounted_backup_volumes.h"
 #include "platform/linux/process_time_machine_tools.h"
 #include "platform/linux/qt_file_watcher.h"
+#include "platform/linux/qt_keychain_secret_store.h"
 #include "platform/linux/tcp_network_probe.h"
 #include "platform/linux/unsearched_failure_reason_lookup.h"
 #include "support/environment.h"
@@ -30,6 +34,9 @@ public:
         bool demo = false;
         EnvironmentLookup environment;
         double probeTimeLimitSeconds = 5.0;
+        // The agent follows every source's changes and runs the hourly backups; a one-shot
+        // command reads what is known and does what it is asked.
+        bool follow = false;
     };
 
     BackupStack(Options options, Clock& clock, Executor& mainExecutor, SettingsStore& standardStore,
@@ -42,6 +49,8 @@ public:
     SharedPreferences& shared() { return shared_; }
     BackupStatusModel& model() { return *model_; }
     ActiveBackupSource& source() { return *active_; }
+    ResticSource& restic() { return *restic_; }
+    ResticJobEditor& jobEditor() { return *jobEditing_; }
     bool demo() const { return demo_ != nullptr; }
     // The Time Machine settings file: KESTROW_TM_PLIST, else the system location.
     const std::filesystem::path& settingsFile() const { return settingsFile_; }
@@ -66,6 +75,10 @@ private:
     MountedBackupVolumes mountedVolumes_;
     QtFileWatcher watcher_;
     SharedPreferences shared_;
+    std::unique_ptr<ResticProcess> resticProcess_;
+    std::unique_ptr<QtKeychainSecretStore> keyring_;
+    std::unique_ptr<ResticSource> restic_;
+    std::unique_ptr<ResticJobEditing> jobEditing_;
     std::unique_ptr<TimeMachineBackupSource> timeMachine_;
     std::unique_ptr<ActiveBackupSource> active_;
     std::unique_ptr<BackupStatusModel> model_;

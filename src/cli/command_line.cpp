@@ -4,6 +4,8 @@
 #include <string_view>
 
 #include "cli/agent_command.h"
+#include "cli/backup_now_command.h"
+#include "cli/backups_command.h"
 #include "cli/cleaners_command.h"
 #include "cli/drive_health_command.h"
 #include "cli/duplicates_command.h"
@@ -20,7 +22,14 @@ namespace {
 const char* const kUsage =
     "usage: kestrow [--demo]                  run the agent (tray icon and menu)\n"
     "       kestrow --find-duplicates         run the agent and start a duplicate scan\n"
-    "       kestrow status [--json] [--demo]  the backup verdict now\n"
+    "       kestrow status [--json] [--demo]  the backup verdict now, and what backs up\n"
+    "       kestrow backups [--json]          the backup source and the restic jobs\n"
+    "       kestrow backups add --name NAME --repository REPO [--path DIR]... [--exclude "
+    "PATTERN]...\n"
+    "                           [--init] [--manual]   add a restic job (password on standard "
+    "input)\n"
+    "       kestrow backups remove ID|NAME    remove a restic job and its password\n"
+    "       kestrow backup-now [--json] [--wait]  back up now with the active source\n"
     "       kestrow cleaners [--json]         the weekly cleaners and their last passes\n"
     "       kestrow clean [--estimate] [--json]  move what the cleaners that are on take to the "
     "Trash\n"
@@ -59,6 +68,8 @@ int runCommandLine(int argc, char** argv) {
     }
     if (command == "settings") return runSettingsCommand(context);
     if (command == "status") return runStatusCommand(context);
+    if (command == "backups") return runBackupsCommand(context);
+    if (command == "backup-now") return runBackupNowCommand(context, argv[0]);
     if (command == "cleaners") return runCleanersCommand(context);
     if (command == "clean") return runCleanCommand(context);
     if (command == "hogs") return runHogsCommand(context);
