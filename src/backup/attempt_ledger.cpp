@@ -272,13 +272,14 @@ bool AttemptLedger::append(const BackupAttempt& attempt, bool open, std::string*
              fmt::format("cannot lock {}: {}", file_.parent_path().string(), std::strerror(errno)));
         return false;
     }
-    const Descriptor fd(::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600));
+    const Descriptor fd(::open(file_.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600));
     struct stat info {};
     if (fd.get() < 0 || ::fstat(fd.get(), &info) != 0) {
         fail(error, fmt::format("cannot open {}: {}", file_.string(), std::strerror(errno)));
         return false;
     }
     // A write cut short by a crash left a line without its end; this line starts on its own.
+    // (Opened for reading too, so that the last byte can be looked at.)
     char last = '\n';
     if (info.st_size > 0 && ::pread(fd.get(), &last, 1, info.st_size - 1) != 1) last = '\n';
     std::string text = last == '\n' ? std::string() : std::string("\n");
