@@ -16,6 +16,7 @@
 #include "backup/backup_failure_kind.h"
 #include "support/atomic_file.h"
 #include "support/iso_date.h"
+#include "support/nesting_depth.h"
 #include "support/short_text.h"
 
 namespace kestrow {
@@ -113,6 +114,8 @@ std::optional<std::uint64_t> processStarted(long pid) {
 }
 
 std::optional<AttemptLedger::Entry> parseEntryLine(std::string_view text) {
+    // Our lines are flat; a deeply nested one is not ours and is not parsed.
+    if (!jsonNestingWithin(text, 4)) return std::nullopt;
     const json line = json::parse(text, nullptr, false);
     if (!line.is_object()) return std::nullopt;
     AttemptLedger::Entry entry;
