@@ -16,6 +16,7 @@
 #include "backup/backup_failure_kind.h"
 #include "support/atomic_file.h"
 #include "support/iso_date.h"
+#include "support/nesting_depth.h"
 #include "support/short_text.h"
 
 namespace kestrow {
@@ -113,6 +114,8 @@ std::optional<std::uint64_t> processStarted(long pid) {
 }
 
 std::optional<AttemptLedger::Entry> parseEntryLine(std::string_view text) {
+    // Our lines are flat; a deeply nested one is not ours and is not parsed.
+    if (!jsonNestingWithin(text, 4)) return std::nullopt;
     const json line = json::parse(text, nullptr, false);
     if (!line.is_object()) return std::nullopt;
     AttemptLedger::Entry entry;
@@ -272,13 +275,14 @@ bool AttemptLedger::append(const BackupAttempt& attempt, bool open, std::string*
              fmt::format("cannot lock {}: {}", file_.parent_path().string(), std::strerror(errno)));
         return false;
     }
-    const Descriptor fd(::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600));
+    const Descriptor fd(::open(file_.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600));
     struct stat info {};
     if (fd.get() < 0 || ::fstat(fd.get(), &info) != 0) {
         fail(error, fmt::format("cannot open {}: {}", file_.string(), std::strerror(errno)));
         return false;
     }
     // A write cut short by a crash left a line without its end; this line starts on its own.
+    // (Opened for reading too, so that the last byte can be looked at.)
     char last = '\n';
     if (info.st_size > 0 && ::pread(fd.get(), &last, 1, info.st_size - 1) != 1) last = '\n';
     std::string text = last == '\n' ? std::string() : std::string("\n");

@@ -137,7 +137,8 @@ std::string ResticJobStore::serialise(const std::vector<ResticJob>& jobs) {
                         {"excludes", job.excludes},
                         {"automatic", job.automatic}});
     }
-    return json{{"jobs", list}}.dump(2) + "\n";
+    // A name typed in a foreign encoding is written with replacement characters, never refused.
+    return json{{"jobs", list}}.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
 ResticJobStore::SaveOutcome ResticJobStore::save(const std::vector<ResticJob>& jobs) const {

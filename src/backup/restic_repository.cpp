@@ -48,8 +48,9 @@ std::optional<int> portNumber(std::string_view text) {
     return port;
 }
 
-// "user@host:port" or "[v6]:port" → host and port.
-void readAuthority(std::string_view authority, ResticRepositoryPlace& place) {
+// "user@host:port" or "[v6]:port" → host and port. Whether a port was written at all (one that
+// is not a port number leaves the port unknown rather than the scheme's default).
+bool readAuthority(std::string_view authority, ResticRepositoryPlace& place) {
     if (const auto at = authority.rfind('@'); at != std::string_view::npos) {
         authority.remove_prefix(at + 1);
     }
@@ -57,7 +58,7 @@ void readAuthority(std::string_view authority, ResticRepositoryPlace& place) {
     std::string_view port;
     if (authority.starts_with('[')) {
         const auto close = authority.find(']');
-        if (close == std::string_view::npos) return;
+        if (close == std::string_view::npos) return false;
         host = authority.substr(1, close - 1);
         if (close + 1 < authority.size() && authority[close + 1] == ':') {
             port = authority.substr(close + 2);
@@ -66,9 +67,10 @@ void readAuthority(std::string_view authority, ResticRepositoryPlace& place) {
         host = authority.substr(0, colon);
         port = authority.substr(colon + 1);
     }
-    if (host.empty()) return;
+    if (host.empty()) return false;
     place.host = std::string(host);
     if (!port.empty()) place.port = portNumber(port);
+    return !port.empty();
 }
 
 void readUrl(std::string_view url, int defaultPort, ResticRepositoryPlace& place) {
@@ -79,9 +81,11 @@ void readUrl(std::string_view url, int defaultPort, ResticRepositoryPlace& place
     }
     if (const auto slashes = url.find("://"); slashes != std::string_view::npos) {
         url.remove_prefix(slashes + 3);
+    } else if (url.starts_with("//")) {
+        url.remove_prefix(2);
     }
-    readAuthority(url.substr(0, url.find_first_of("/?#")), place);
-    if (place.host && !place.port) place.port = defaultPort;
+    const bool portWritten = readAuthority(url.substr(0, url.find_first_of("/?#")), place);
+    if (place.host && !portWritten) place.port = defaultPort;
 }
 
 void readRemote(std::string_view rest, ResticRepositoryPlace& place) {
