@@ -31,6 +31,8 @@ std::filesystem::path isolateEnvironment() {
     const std::string noBus = "unix:path=" + (root / "no-bus").string();
     ::setenv("DBUS_SESSION_BUS_ADDRESS", noBus.c_str(), 1);
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", noBus.c_str(), 1);
+    // Settings written by a test stay in this process, never in the desktop's settings store.
+    ::setenv("GSETTINGS_BACKEND", "memory", 1);
     return root;
 }
 
