@@ -62,6 +62,15 @@ void DejaDupSource::start() {
     }
 }
 
+bool DejaDupSource::configured() {
+    // While it is not watched, nothing keeps the answer current: read it now.
+    if (!watch_) {
+        const auto settings = d_.settings.read();
+        return settings && settings->configured();
+    }
+    return configured_;
+}
+
 void DejaDupSource::stop() {
     watch_.reset();
     if (pendingRead_) d_.mainExecutor.cancel(*pendingRead_);

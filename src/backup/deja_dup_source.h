@@ -45,7 +45,7 @@ public:
     FailureReasonLookup& failureReasons() override { return failures_; }
 
     // What the last read found: installed and set up to back this machine up.
-    bool configured() const { return configured_; }
+    bool configured() override;
 
     // A backup runs when Déjà Dup runs with "--backup" (its automatic backups and Back Up Now
     // from here), or when its backup tool (`tool`) runs on Déjà Dup's behalf, which every run

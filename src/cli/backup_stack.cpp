@@ -94,7 +94,12 @@ BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
     jobEditing_ = std::make_unique<ResticJobEditing>(ResticJobEditing::Dependencies{
         *resticProcess_, *keyring_, ResticJobStore(backups), [this] { restic_->reloadJobs(); },
         locations.home, locations.dataHome, locations.cacheHome, log});
-    std::vector<BackupSource*> candidates{restic_.get(), timeMachine_.get()};
+    dejaDup_ = std::make_unique<DejaDupSource>(DejaDupSource::Dependencies{
+        dejaDupSettings_, processes_, launcher_, shared_, mainExecutor, log});
+    // The demo is a desktop of its own: the user's Déjà Dup is not part of it.
+    std::vector<BackupSource*> candidates{restic_.get()};
+    if (!demo) candidates.push_back(dejaDup_.get());
+    candidates.push_back(timeMachine_.get());
     active_ = std::make_unique<ActiveBackupSource>(std::move(candidates), shared_);
     model_ = std::make_unique<BackupStatusModel>(
         BackupStatusModel::Dependencies{clock,

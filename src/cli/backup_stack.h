@@ -7,12 +7,16 @@
 #include "app/preferences_file_handle.h"
 #include "app/settings/settings_store.h"
 #include "backup/active_backup_source.h"
+#include "backup/deja_dup_source.h"
 #include "backup/restic_job_editing.h"
 #include "backup/restic_source.h"
 #include "backup/time_machine_backup_source.h"
 #include "platform/demo/simulated_mac.h"
+#include "platform/linux/backup/gsettings_deja_dup.h"
 #include "platform/linux/backup/restic_process.h"
+#include "platform/linux/detached_program_launcher.h"
 #include "platform/linux/mounted_backup_volumes.h"
+#include "platform/linux/proc_running_processes.h"
 #include "platform/linux/process_time_machine_tools.h"
 #include "platform/linux/qt_file_watcher.h"
 #include "platform/linux/qt_keychain_secret_store.h"
@@ -79,6 +83,10 @@ private:
     std::unique_ptr<QtKeychainSecretStore> keyring_;
     std::unique_ptr<ResticSource> restic_;
     std::unique_ptr<ResticJobEditing> jobEditing_;
+    GSettingsDejaDup dejaDupSettings_;
+    ProcRunningProcesses processes_;
+    DetachedProgramLauncher launcher_;
+    std::unique_ptr<DejaDupSource> dejaDup_;
     std::unique_ptr<TimeMachineBackupSource> timeMachine_;
     std::unique_ptr<ActiveBackupSource> active_;
     std::unique_ptr<BackupStatusModel> model_;
