@@ -27,9 +27,11 @@ int limitMilliseconds(double seconds) {
     return static_cast<int>(std::ceil(clamped * 1000.0));
 }
 
+}  // namespace
+
 // Qt names the system call that failed ("execvp: No such file or directory"); the reason alone
 // is what a person can act on.
-std::string startFailureText(const QString& qtText) {
+std::string toolStartFailureText(const QString& qtText) {
     QString text = qtText;
     for (const auto* call : {"execvp: ", "execve: ", "execv: "}) {
         if (text.startsWith(QLatin1String(call))) text.remove(0, QLatin1String(call).size());
@@ -37,8 +39,6 @@ std::string startFailureText(const QString& qtText) {
     text = text.trimmed();
     return text.isEmpty() ? std::string("it could not be started") : text.toStdString();
 }
-
-}  // namespace
 
 void ToolProcess::run(std::string program, std::vector<std::string> arguments,
                       double timeLimitSeconds, std::function<void(ToolResult)> done,
@@ -115,7 +115,7 @@ void ToolProcess::collectErrors() {
 void ToolProcess::onErrorOccurred(QProcess::ProcessError error) {
     // Every other error is followed by `finished`, which reports it.
     if (error != QProcess::FailedToStart) return;
-    conclude(ToolResult::Ending::failedToStart, -1, startFailureText(process_->errorString()));
+    conclude(ToolResult::Ending::failedToStart, -1, toolStartFailureText(process_->errorString()));
 }
 
 void ToolProcess::onFinished(int exitCode, QProcess::ExitStatus status) {

@@ -25,6 +25,9 @@ struct ToolResult {
     std::string errorText;
 };
 
+// Why a program could not be started, in words a person can act on, from QProcess's error text.
+std::string toolStartFailureText(const QString& qtText);
+
 // Runs one external program as a process of its own (never through a shell) on the event loop
 // of the calling thread, and reports once how it ended. The program leads a process group of
 // its own, so that whatever it started goes with it: past the time limit, past the output
