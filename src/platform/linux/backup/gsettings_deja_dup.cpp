@@ -64,6 +64,7 @@ public:
                 object, "changed", reinterpret_cast<GCallback>(&SignalWatch::onChanged), this,
                 nullptr, static_cast<GConnectFlags>(0));
             connections_.emplace_back(object, id);
+            readEveryKey(object);
         }
     }
     ~SignalWatch() override {
@@ -76,6 +77,19 @@ public:
     SignalWatch& operator=(const SignalWatch&) = delete;
 
 private:
+    // GSettings promises "changed" only for keys read while a handler is connected: a store
+    // that tells it of changes lazily would otherwise leave Déjà Dup's writes unheard.
+    static void readEveryKey(GSettings* object) {
+        GSettingsSchema* schema = nullptr;
+        g_object_get(object, "settings-schema", &schema, nullptr);
+        if (schema == nullptr) return;
+        gchar** keys = g_settings_schema_list_keys(schema);
+        for (gchar** key = keys; *key != nullptr; ++key)
+            g_variant_unref(g_settings_get_value(object, *key));
+        g_strfreev(keys);
+        g_settings_schema_unref(schema);
+    }
+
     static void onChanged(GSettings* /*settings*/, const char* /*key*/, gpointer self) {
         static_cast<SignalWatch*>(self)->changed_();
     }
