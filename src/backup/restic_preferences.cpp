@@ -29,9 +29,11 @@ Destination ResticPreferences::destinationOf(const ResticJobRecord& record) {
         // A backup that ended after the listing was taken is not in it yet; the ledger knows it
         // made a snapshot, so it counts at once rather than after the next listing.
         const bool madeSnapshot = !attempt.failure && attempt.end && attempt.snapshot;
+        // Older restic names the new snapshot by its short id, the listing by the full one.
         const bool listed =
-            attempt.snapshot && std::find(record.snapshotIds.begin(), record.snapshotIds.end(),
-                                          *attempt.snapshot) != record.snapshotIds.end();
+            attempt.snapshot && !attempt.snapshot->empty() &&
+            std::any_of(record.snapshotIds.begin(), record.snapshotIds.end(),
+                        [&](const std::string& id) { return id.starts_with(*attempt.snapshot); });
         if (madeSnapshot && !listed && (!record.listedAt || *attempt.end > *record.listedAt))
             destination.snapshots.push_back(*attempt.end);
     }

@@ -95,8 +95,13 @@ int runBackupNowCommand(const CommandContext& context, const std::string& execut
         std::error_code ec;
         const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
         const std::string program = ec ? executable : self.string();
-        if (!QProcess::startDetached(QString::fromStdString(program),
-                                     {QStringLiteral("backup-now"), QStringLiteral("--wait")})) {
+        QProcess detached;
+        detached.setProgram(QString::fromStdString(program));
+        detached.setArguments({QStringLiteral("backup-now"), QStringLiteral("--wait")});
+        // It outlives this command; what it would print belongs to nobody.
+        detached.setStandardOutputFile(QProcess::nullDevice());
+        detached.setStandardErrorFile(QProcess::nullDevice());
+        if (!detached.startDetached()) {
             context.err << "kestrow backup-now: could not start the backup\n";
             return kExitFailed;
         }

@@ -55,7 +55,9 @@ std::optional<BackupAttempt> lastAttempt(const ResticSource& restic, const std::
 
 int listJobs(const CommandContext& context, bool json) {
     OneShotBackupStack stack(context, false);
+    const auto setup = stack.stack().startSources();
     ResticSource& restic = stack.stack().restic();
+    restic.reloadJobs();  // read even when another source is the active one
     const auto active = stack.stack().source().activeName();
     if (json) {
         Json jobs = Json::array();
