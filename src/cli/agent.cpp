@@ -198,7 +198,7 @@ void Agent::cancelWork() {
     insights_.cancelWork();
 }
 
-FirstRunFacts Agent::firstRunFacts() const {
+FirstRunFacts Agent::firstRunFacts() {
     const PreferencesFileHandle* file = delegate_ ? delegate_->preferenceFile() : nullptr;
     FirstRunFacts facts;
     facts.hasAccess = file == nullptr || file->hasAccess();

@@ -86,6 +86,8 @@ ResticJobEditorDialog::ResticJobEditorDialog(ResticJobEditor& editor, const Rest
         field->setAttribute(Qt::WA_InputMethodEnabled, false);
         field->setContextMenuPolicy(Qt::NoContextMenu);
     }
+    // An edited job is saved anew, so its repository's password is asked for again.
+    if (replacing_) password_->setPlaceholderText(QStringLiteral("The repository's password"));
     initialise_->setChecked(form.initialise);
     automatic_->setChecked(form.automatic);
 
@@ -214,7 +216,7 @@ void ResticJobEditorDialog::fitWithin(const QRect& available) {
 void ResticJobEditorDialog::trySave() {
     if (busy_) return;
     const ResticJobForm current = form();
-    const std::string password = password_->text().toStdString();
+    std::string password = password_->text().toStdString();
     if (auto problem = current.problem(password, repeated_->text().toStdString())) {
         showError(*problem);
         return;
@@ -225,15 +227,16 @@ void ResticJobEditorDialog::trySave() {
     setBusy(true);
     abandoned_ = std::make_shared<bool>(false);
     QPointer<ResticJobEditorDialog> self(this);
-    editor_.add(current.request(password), [self, abandoned = abandoned_, editor = &editor_](
-                                               const ResticJobEditor::AddOutcome& outcome) {
-        if (*abandoned || !self) {
-            // The user gave up on it: what was added after all goes again.
-            if (outcome.id) editor->remove(*outcome.id, [](const std::string&) {});
-            return;
-        }
-        self->finished(outcome);
-    });
+    editor_.add(current.request(std::move(password)),
+                [self, abandoned = abandoned_,
+                 editor = &editor_](const ResticJobEditor::AddOutcome& outcome) {
+                    if (*abandoned || !self) {
+                        // The user gave up on it: what was added after all goes again.
+                        if (outcome.id) editor->remove(*outcome.id, [](const std::string&) {});
+                        return;
+                    }
+                    self->finished(outcome);
+                });
 }
 
 void ResticJobEditorDialog::finished(const ResticJobEditor::AddOutcome& outcome) {
