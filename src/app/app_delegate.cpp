@@ -41,8 +41,10 @@ void AppDelegate::applicationDidFinishLaunching() {
 
     d_.wakeObserver.start();
 
-    if (!d_.launchedAsLogInItem && preferenceFile_ && !preferenceFile_->hasAccess())
-        d_.shell.showFirstRunWindow();
+    if (d_.launchedAsLogInItem) return;
+    const bool needed = d_.backupNeedsSetup ? d_.backupNeedsSetup()
+                                            : preferenceFile_ && !preferenceFile_->hasAccess();
+    if (needed) d_.shell.showFirstRunWindow();
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {

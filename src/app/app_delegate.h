@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -46,6 +47,10 @@ public:
         // first launch then leaves start at login alone, and leaves the once-only flag unset so
         // that the installed agent still gets its first launch.
         bool mayEnableStartAtLaunch = true;
+        // Where backups come from another way than Time Machine (Linux): whether none is set up
+        // yet. The first-run window then opens at launch for that, not for the Time Machine
+        // settings' access. None: the access rule.
+        std::function<bool()> backupNeedsSetup{};
     };
 
     explicit AppDelegate(Dependencies dependencies);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,11 @@ enum class StepAction {
     openSystemSettings,
     enableStartAtLaunch,
     addServer,
-    viewWidgetInstructions
+    viewWidgetInstructions,
+    // Linux: make a restic backup job (the job editor opens).
+    createBackup,
+    // Linux: Déjà Dup already backs this computer up; take it as the backup to watch.
+    useDejaDup,
 };
 
 // One numbered card of the first-run window. A done card shows a check mark instead of its number.
@@ -27,6 +32,16 @@ struct StepCard {
     bool buttonShown = true;
 };
 
+// On Linux nothing needs a permission to be read: the first step is to have a backup at all.
+struct BackupSetupFacts {
+    // The active backup source's name ("restic", "Déjà Dup", "Time Machine"); none while no
+    // source is configured.
+    std::optional<std::string> sourceName{};
+    // Whether the active source is Kestrow's own restic jobs, to which more can be added.
+    bool sourceIsRestic = false;
+    bool dejaDupConfigured = false;
+};
+
 // What the first-run window shows depends on these facts only.
 struct FirstRunFacts {
     bool hasAccess = false;
@@ -34,15 +49,24 @@ struct FirstRunFacts {
     bool accessAsked = false;
     bool startAtLaunchEnabled = false;
     bool hasShares = false;
+    // Present on Linux: the backup step replaces the access step, and every text is worded for
+    // Linux and the active source.
+    std::optional<BackupSetupFacts> backupSetup{};
 };
 
 struct FirstRunContent {
     std::string title;
     std::string headline;
+    // Above the steps when something needs doing first; empty otherwise.
+    std::string notice;
     std::vector<StepCard> steps;
     std::string footer;
 };
 
 FirstRunContent firstRunContent(const FirstRunFacts& facts);
+
+// Whether the first-run window opens by itself at launch (not launched as a login item): while
+// the Time Machine settings cannot be read, or on Linux while no backup source is configured.
+bool firstRunWindowNeeded(const FirstRunFacts& facts);
 
 }  // namespace kestrow

@@ -80,7 +80,7 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         QWidget* alertArea = uiShell_->menuWindow().alertArea();
         alertArea->layout()->addWidget(new AlertCardsView(
             alerts_, [this](MenuAlertAction action, const MenuAlert& alert) { act(action, alert); },
-            alertArea));
+            alertArea, &backup_.model().source));
         QWidget* backupBody = uiShell_->menuWindow().sectionBody(MenuSection::backup);
         backupBody->layout()->addWidget(new BackupSection(backup_.model(), backupBody));
         QWidget* cleanersBody = uiShell_->menuWindow().sectionBody(MenuSection::weeklyCleaners);
@@ -119,6 +119,7 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         menu_,
         log_,
         !options_.demo && StartAtLaunch::isInstalledAgent(options_.executable, locations_.home),
+        [this] { return firstRunWindowNeeded(firstRunFacts()); },
     };
     delegate_ = std::make_unique<AppDelegate>(std::move(d));
 }
@@ -194,12 +195,17 @@ void Agent::cancelWork() {
     insights_.cancelWork();
 }
 
-FirstRunFacts Agent::firstRunFacts() const {
+FirstRunFacts Agent::firstRunFacts() {
     const PreferencesFileHandle* file = delegate_ ? delegate_->preferenceFile() : nullptr;
     FirstRunFacts facts;
     facts.hasAccess = file == nullptr || file->hasAccess();
     facts.accessAsked = accessAsked_ && !facts.hasAccess;
     facts.startAtLaunchEnabled = loginItems_.isEnabled();
+    // Déjà Dup, once configured, is itself the source unless restic jobs are: with no source at
+    // all it is not configured.
+    const auto& source = backup_.model().source.get();
+    facts.backupSetup = BackupSetupFacts{source ? std::optional(source->name) : std::nullopt,
+                                         source && source->kind == BackupSourceKind::restic, false};
     return facts;
 }
 
@@ -226,6 +232,12 @@ void Agent::perform(StepAction action) {
                     // then
         case StepAction::viewWidgetInstructions:
             QMessageBox::information(nullptr, "Kestrow", kWidgetInstructions);
+            break;
+        case StepAction::createBackup:
+            break;  // the shell opens the job editor itself
+        case StepAction::useDejaDup:
+            // Déjà Dup is watched as soon as it is configured: a fresh look takes it up.
+            backup_.model().refresh();
             break;
     }
 }

@@ -65,7 +65,7 @@ private:
     void followVerdict(const ProtectionVerdict& verdict);
     void followStartAtLogin(MenuWindow& menuWindow);
     void showDuplicates();
-    FirstRunFacts firstRunFacts() const;
+    FirstRunFacts firstRunFacts();
     void perform(StepAction action);
     void act(MenuAlertAction action, const MenuAlert& alert);
 

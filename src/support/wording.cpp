@@ -50,6 +50,8 @@ Wording Wording::linux(std::optional<std::string> backupSourceName) {
         {"macOS Keychain", "keyring"},
         {"System Settings", "Settings"},
         {"Login Items", "autostart"},
+        {"Notification Center", "your panel"},
+        {"menu bar", "tray"},
         {"Finder", "Files"},
         {"macOS", "Linux"},
         {"Time Machine", named ? source : "the backup"},

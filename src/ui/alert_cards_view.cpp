@@ -11,7 +11,9 @@
 #include <type_traits>
 
 #include "menu/menu_alert_feed.h"
+#include "menu/source_wording.h"
 #include "ui/color_blend.h"
+#include "ui/shown_text.h"
 
 namespace kestrow {
 namespace {
@@ -82,10 +84,11 @@ private:
 
 struct AlertCardsView::Subscription {
     Signal<std::vector<MenuAlert>>::Connection alerts;
+    Signal<std::optional<BackupSourceName>>::Connection source;
 };
 
-AlertCardsView::AlertCardsView(MenuAlertFeed& feed, Act act, QWidget* parent)
-    : QWidget(parent), feed_(feed), act_(std::move(act)) {
+AlertCardsView::AlertCardsView(MenuAlertFeed& feed, Act act, QWidget* parent, SourceName* source)
+    : QWidget(parent), feed_(feed), act_(std::move(act)), source_(source) {
     setObjectName(QStringLiteral("alertCards"));
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 8);
@@ -112,6 +115,7 @@ AlertCardsView::AlertCardsView(MenuAlertFeed& feed, Act act, QWidget* parent)
 
     subscription_ = std::make_unique<Subscription>();
     subscription_->alerts = feed_.alerts.observe([this](const auto&) { rebuild(); });
+    if (source_) subscription_->source = source_->observe([this](const auto&) { rebuild(); });
     rebuild();
 }
 
@@ -145,6 +149,7 @@ void AlertCardsView::rebuild() {
 
 QWidget* AlertCardsView::card(const MenuAlert& alert) {
     const MenuAlertText text = MenuAlertText::of(alert.kind);
+    const Wording words = sourceWording(source_ ? source_->get() : std::nullopt);
     auto* card = new Card(losesData(alert.kind) ? urgent() : attention(), this);
     card->setObjectName(QString::fromStdString(alert.kind.name()));
     auto* row = new QHBoxLayout(card);
@@ -158,30 +163,30 @@ QWidget* AlertCardsView::card(const MenuAlert& alert) {
 
     auto* column = new QVBoxLayout;
     column->setSpacing(4);
-    QString html = QStringLiteral("<b>%1</b>")
-                       .arg(QString::fromStdString(text.headline).toHtmlEscaped().trimmed());
+    QString html =
+        QStringLiteral("<b>%1</b>").arg(shown(words, text.headline).toHtmlEscaped().trimmed());
     if (text.explanation) {
         html += text.runsOn ? QStringLiteral(" ") : QStringLiteral("<br>");
-        html += QString::fromStdString(*text.explanation).toHtmlEscaped();
+        html += shown(words, *text.explanation).toHtmlEscaped();
     }
     if (!alert.folder.empty())
         html +=
             QStringLiteral("<br><small>%1</small>").arg(shownFolder(alert.folder).toHtmlEscaped());
-    auto* words = new QLabel(html, card);
-    words->setObjectName(QStringLiteral("alertText"));
-    words->setTextFormat(Qt::RichText);
-    words->setWordWrap(true);
-    if (!alert.folder.empty()) words->setToolTip(QString::fromStdString(alert.folder));
-    column->addWidget(words);
+    auto* body = new QLabel(html, card);
+    body->setObjectName(QStringLiteral("alertText"));
+    body->setTextFormat(Qt::RichText);
+    body->setWordWrap(true);
+    if (!alert.folder.empty()) body->setToolTip(QString::fromStdString(alert.folder));
+    column->addWidget(body);
 
     if (!text.buttons.empty()) {
         auto* buttons = new QHBoxLayout;
         buttons->setSpacing(6);
         for (const MenuAlertText::Button& button : text.buttons) {
-            auto* push = new QPushButton(QString::fromStdString(button.title), card);
+            auto* push = new QPushButton(shown(words, button.title), card);
             push->setFocusPolicy(Qt::NoFocus);
             push->setAutoDefault(false);
-            if (!button.help.empty()) push->setToolTip(QString::fromStdString(button.help));
+            if (!button.help.empty()) push->setToolTip(shown(words, button.help));
             connect(push, &QPushButton::clicked, this,
                     [this, action = button.action, alert] { act_(action, alert); });
             buttons->addWidget(push);

@@ -4,8 +4,10 @@
 #include <functional>
 #include <memory>
 
+#include "backup/backup_source.h"
 #include "menu/menu_alert_text.h"
 #include "menu/menu_alerts.h"
+#include "support/observable.h"
 
 class QPushButton;
 class QVBoxLayout;
@@ -15,14 +17,18 @@ namespace kestrow {
 class MenuAlertFeed;
 
 // The alert cards at the top of the menu: the two most urgent, and a control that shows the rest.
-// Each card's buttons go back through `act` with the alert they belong to.
+// Each card's buttons go back through `act` with the alert they belong to. The texts are worded
+// for Linux and for `source`, the active backup source, when given.
 class AlertCardsView : public QWidget {
     Q_OBJECT
 
 public:
     using Act = std::function<void(MenuAlertAction action, const MenuAlert& alert)>;
 
-    AlertCardsView(MenuAlertFeed& feed, Act act, QWidget* parent = nullptr);
+    using SourceName = Observable<std::optional<BackupSourceName>>;
+
+    AlertCardsView(MenuAlertFeed& feed, Act act, QWidget* parent = nullptr,
+                   SourceName* source = nullptr);
     ~AlertCardsView() override;
 
     // Null when there is nothing to hide or show again.
@@ -35,6 +41,7 @@ private:
 
     MenuAlertFeed& feed_;
     Act act_;
+    SourceName* source_;
     bool showAll_ = false;
     QVBoxLayout* cards_ = nullptr;
     QPushButton* toggle_ = nullptr;

@@ -10,9 +10,11 @@
 #include <QVBoxLayout>
 #include <cmath>
 
+#include "menu/source_wording.h"
 #include "timemachine/backup_status_model.h"
 #include "ui/color_blend.h"
 #include "ui/rings_view.h"
+#include "ui/shown_text.h"
 
 namespace kestrow {
 namespace {
@@ -55,8 +57,13 @@ void setSecondary(QLabel* label, double share) {
 }  // namespace
 
 BackupSection::BackupSection(BackupStatusModel& model, QWidget* parent)
+    : BackupSection(model, std::nullopt, parent) {}
+
+BackupSection::BackupSection(BackupStatusModel& model,
+                             std::optional<ResticJobList::Dependencies> jobs, QWidget* parent)
     : QWidget(parent),
       model_(model),
+      source_(wrappedLabel(this)),
       rings_(new RingsView(this)),
       headline_(wrappedLabel(this)),
       details_(wrappedLabel(this)),
@@ -72,6 +79,8 @@ BackupSection::BackupSection(BackupStatusModel& model, QWidget* parent)
     bold.setBold(true);
     bold.setPointSizeF(bold.pointSizeF() * 1.08);
     headline_->setFont(bold);
+    source_->setObjectName(QStringLiteral("backupSource"));
+    setSecondary(source_, 0.75);
     setSecondary(details_, 0.75);
     setSecondary(destination_, 0.6);
     setSecondary(history_, 0.7);
@@ -106,6 +115,7 @@ BackupSection::BackupSection(BackupStatusModel& model, QWidget* parent)
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(10, 4, 10, 2);
     column->setSpacing(6);
+    column->addWidget(source_);
     column->addLayout(top);
     column->addLayout(actions);
     column->addWidget(startError_);
@@ -126,6 +136,10 @@ BackupSection::BackupSection(BackupStatusModel& model, QWidget* parent)
     thresholdRow->addStretch(1);
     thresholdRow->addWidget(threshold_);
     column->addLayout(thresholdRow);
+    if (jobs) {
+        jobs_ = new ResticJobList(std::move(*jobs), this);
+        column->addWidget(jobs_);
+    }
     connect(threshold_, &QSpinBox::valueChanged, this,
             [this](int hours) { model_.setProtectedThresholdHours(static_cast<double>(hours)); });
 
@@ -149,6 +163,12 @@ BackupSection::BackupSection(BackupStatusModel& model, QWidget* parent)
     follow(model_.destinationName);
     follow(model_.destinationReachable);
     follow(model_.backupCount);
+    follow(model_.source);
+    // A first restic job may just have made restic the source.
+    subscriptions_.push_back(std::make_shared<Signal<std::optional<BackupSourceName>>::Connection>(
+        model_.source.observe([this](const std::optional<BackupSourceName>&) {
+            if (jobs_) jobs_->refresh();
+        })));
     update();
 }
 
@@ -157,21 +177,26 @@ BackupSection::~BackupSection() = default;
 void BackupSection::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     model_.refresh();
+    if (jobs_) jobs_->refresh();
 }
 
 void BackupSection::update() {
+    const std::optional<BackupSourceName>& source = model_.source.get();
+    const Wording words = sourceWording(source);
+    source_->setText(QString::fromStdString(backupSourceTitle(source)));
+
     const ProtectionVerdict& verdict = model_.verdict.get();
     rings_->setModel(model_.rings.get());
     rings_->setTint(tintFor(verdict.state));
     headline_->setText(verdict.reasons.empty() ? QStringLiteral("Checking backups…")
-                                               : QString::fromStdString(verdict.reasons.front()));
+                                               : shown(words, verdict.reasons.front()));
     QStringList lines;
-    for (const auto& reason : verdict.detailReasons()) lines << QString::fromStdString(reason);
+    for (const auto& reason : verdict.detailReasons()) lines << shown(words, reason);
     details_->setText(lines.join(QLatin1Char('\n')));
     details_->setVisible(!lines.isEmpty());
 
     const TimeMachineLiveStatus& live = model_.live.get();
-    progress_->setText(QString::fromStdString(live.progressLine()));
+    progress_->setText(shown(words, live.progressLine()));
     progress_->setVisible(live.running);
 
     QString where;
@@ -188,7 +213,7 @@ void BackupSection::update() {
     backUpNow_->setText(model_.starting.get() ? QStringLiteral("Starting…")
                                               : QStringLiteral("Back Up Now"));
     const auto& error = model_.startError.get();
-    startError_->setText(error ? QString::fromStdString(*error) : QString());
+    startError_->setText(error ? shown(words, *error) : QString());
     startError_->setVisible(error.has_value());
 
     // A table, so the outcomes line up whatever the width of each day's name.

@@ -10,6 +10,7 @@
 #include "cleaners/maintenance_cleaner.h"
 #include "menu/cleaner_rows.h"
 #include "ui/color_blend.h"
+#include "ui/shown_text.h"
 
 namespace kestrow {
 namespace {
@@ -29,8 +30,14 @@ QLabel* captionLabel(const QString& text, QWidget* parent, double share = 0.6) {
     return label;
 }
 
+// The cleaners' texts name no backup source, only the platform's things.
+const Wording& linuxWords() {
+    static const Wording words = Wording::linux(std::nullopt);
+    return words;
+}
+
 QString text(const std::optional<std::string>& value) {
-    return value ? QString::fromStdString(*value) : QString();
+    return value ? shown(linuxWords(), *value) : QString();
 }
 
 }  // namespace
@@ -67,7 +74,7 @@ CleanersSection::CleanersSection(Services services, QWidget* parent)
         s_.developer.freeUpSpace(
             [this, alive = std::weak_ptr<bool>(alive_)](MaintenanceCleaner::FreeUpResult outcome) {
                 if (alive.expired()) return;
-                result_->setText(QString::fromStdString(outcome.summary));
+                result_->setText(shown(linuxWords(), outcome.summary));
                 result_->setVisible(true);
                 freeUp_->setEnabled(true);
                 refresh();

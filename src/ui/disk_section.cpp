@@ -18,12 +18,19 @@
 #include "support/byte_count_format.h"
 #include "support/executor.h"
 #include "ui/color_blend.h"
+#include "ui/shown_text.h"
 
 namespace kestrow {
 namespace {
 
 constexpr int kUnusedDays = 180;
 constexpr int kListed = 4;  // a menu shows a few; the command line lists them all
+
+// These texts name no backup source, only the platform's things.
+const Wording& linuxWords() {
+    static const Wording words = Wording::linux(std::nullopt);
+    return words;
+}
 
 QLabel* wrapped(QWidget* parent, double share = 1.0) {
     auto* label = new QLabel(parent);
@@ -170,10 +177,10 @@ void DiskSection::showHogs() {
 void DiskSection::showHealth() {
     const auto& reading = s_.driveHealth.health.get();
     if (!reading) {
-        health_->setText(QStringLiteral("This Mac's disk (SMART): not checked yet"));
+        health_->setText(shown(linuxWords(), "This Mac's disk (SMART): not checked yet"));
         return;
     }
-    QString text = QStringLiteral("This Mac's disk (SMART): %1").arg(describe(reading->first));
+    QString text = shown(linuxWords(), "This Mac's disk (SMART): %1").arg(describe(reading->first));
     if (reading->second) {
         text += QStringLiteral("\nBackup disk (SMART): %1").arg(describe(*reading->second));
     }

@@ -10,6 +10,7 @@
 #include "ui/color_blend.h"
 #include "ui/menu_bar_glyph.h"
 #include "ui/rings_icon.h"
+#include "ui/rings_view.h"
 #include "ui/step_card_widget.h"
 
 namespace kestrow {
@@ -48,6 +49,7 @@ FirstRunWindow::FirstRunWindow(FactsSource readFacts, ActionHandler perform, QWi
       perform_(std::move(perform)),
       title_(makeLabel(this, QStringLiteral("title"), 1.9, true)),
       headline_(makeLabel(this, QStringLiteral("headline"), 1.1, false)),
+      notice_(makeLabel(this, QStringLiteral("notice"), 1.0, true)),
       footer_(makeLabel(this, QStringLiteral("footer"), 0.95, false)),
       cardColumn_(new QVBoxLayout) {
     setObjectName(QStringLiteral("firstRunWindow"));
@@ -64,6 +66,8 @@ FirstRunWindow::FirstRunWindow(FactsSource readFacts, ActionHandler perform, QWi
     setForeground(headline_, secondary);
     setForeground(footer_, secondary);
     headline_->setWordWrap(true);
+    notice_->setWordWrap(true);
+    setForeground(notice_, RingsView::failedColor());
 
     auto* mark = new QLabel(this);
     mark->setObjectName(QStringLiteral("mark"));
@@ -98,7 +102,9 @@ FirstRunWindow::FirstRunWindow(FactsSource readFacts, ActionHandler perform, QWi
     page->addWidget(title_);
     page->addSpacing(6);
     page->addWidget(headline_);
-    page->addSpacing(28);
+    page->addSpacing(14);
+    page->addWidget(notice_);
+    page->addSpacing(14);
     page->addWidget(cards);
     page->addSpacing(24);
     page->addLayout(footerRow);
@@ -109,6 +115,8 @@ void FirstRunWindow::refresh() {
     setWindowTitle(qt(content.title));
     title_->setText(qt(content.title));
     headline_->setText(qt(content.headline));
+    notice_->setText(qt(content.notice));
+    notice_->setVisible(!content.notice.empty());
     footer_->setText(qt(content.footer));
 
     // The cards are reused while their count holds: a card whose button is mid-click must survive.

@@ -31,6 +31,8 @@ public:
     void refresh();
 
     const std::vector<StepCardWidget*>& cards() const { return cards_; }
+    // What needs doing first (no backup yet); hidden when nothing does.
+    QLabel& notice() const { return *notice_; }
 
 private:
     void perform(StepAction action);
@@ -40,6 +42,7 @@ private:
     ActionHandler perform_;
     QLabel* title_;
     QLabel* headline_;
+    QLabel* notice_;
     QLabel* footer_;
     QVBoxLayout* cardColumn_;
     std::vector<StepCardWidget*> cards_;

@@ -7,6 +7,7 @@
 
 #include "ui/first_run_window.h"
 #include "ui/menu_window.h"
+#include "ui/restic_job_editor_dialog.h"
 #include "ui/rings_icon.h"
 
 namespace kestrow {
@@ -18,12 +19,14 @@ struct UiShell::Subscriptions {
 
 UiShell::UiShell(MenuBarState& menu, std::function<FirstRunFacts()> readFirstRunFacts,
                  std::function<void(StepAction)> performStep, std::function<void()> quit,
-                 QObject* parent)
+                 ResticJobEditor* jobEditor, ResticJobForm newJob, QObject* parent)
     : QObject(parent),
       menu_(menu),
       readFirstRunFacts_(std::move(readFirstRunFacts)),
       performStep_(std::move(performStep)),
       quit_(std::move(quit)),
+      jobEditor_(jobEditor),
+      newJob_(std::move(newJob)),
       normalIcon_(RingsIcon::icon(RingsIcon::Variant::normal)),
       attentionIcon_(RingsIcon::icon(RingsIcon::Variant::attention)),
       menuWindow_(std::make_unique<MenuWindow>([this] {
@@ -32,7 +35,9 @@ UiShell::UiShell(MenuBarState& menu, std::function<FirstRunFacts()> readFirstRun
     if (QSystemTrayIcon::isSystemTrayAvailable()) createTray();
 }
 
-UiShell::~UiShell() = default;
+UiShell::~UiShell() {
+    delete jobDialog_.data();
+}
 
 void UiShell::createTray() {
     trayMenu_ = std::make_unique<QMenu>();
@@ -64,14 +69,32 @@ void UiShell::applyIconAttention(bool hasError) {
 }
 
 bool UiShell::hasVisibleWindows() const {
-    return menuWindow_->isVisible() || (firstRun_ && firstRun_->isVisible());
+    return menuWindow_->isVisible() || (firstRun_ && firstRun_->isVisible()) ||
+           (jobDialog_ && jobDialog_->isVisible());
 }
 
 void UiShell::showFirstRunWindow() {
     if (!firstRun_) {
-        firstRun_ = std::make_unique<FirstRunWindow>(readFirstRunFacts_, performStep_);
+        firstRun_ = std::make_unique<FirstRunWindow>(
+            readFirstRunFacts_, [this](StepAction action) { perform(action); });
     }
     firstRun_->present();
+}
+
+void UiShell::perform(StepAction action) {
+    if (action != StepAction::createBackup || jobEditor_ == nullptr) {
+        if (performStep_) performStep_(action);
+        return;
+    }
+    if (!jobDialog_) {
+        jobDialog_ = new ResticJobEditorDialog(*jobEditor_, newJob_);
+        jobDialog_->setAttribute(Qt::WA_DeleteOnClose);
+        // The new job makes restic the source: the step shows it done.
+        connect(jobDialog_, &QDialog::accepted, this, [this] {
+            if (firstRun_) firstRun_->refresh();
+        });
+    }
+    jobDialog_->present();
 }
 
 void UiShell::showStatusItem() {

@@ -2,11 +2,14 @@
 
 #include <QIcon>
 #include <QObject>
+#include <QPointer>
 #include <functional>
 #include <memory>
 
 #include "app/app_shell.h"
 #include "app/first_run_steps.h"
+#include "menu/restic_job_form.h"
+#include "ui/restic_job_editor_dialog.h"
 
 class QMenu;
 class QSystemTrayIcon;
@@ -19,13 +22,15 @@ class MenuWindow;
 
 // The desktop side of the app: the tray icon (when the desktop has a tray), its popover and the
 // first-run window. It follows MenuBarState for the icon and hands every user action back
-// through the callbacks it was given. Main thread only.
+// through the callbacks it was given, except the first-run window's "Create Backup…", which opens
+// the restic job editor when it has one. Main thread only.
 class UiShell : public QObject, public AppShell {
     Q_OBJECT
 
 public:
     UiShell(MenuBarState& menu, std::function<FirstRunFacts()> readFirstRunFacts,
             std::function<void(StepAction)> performStep, std::function<void()> quit,
+            ResticJobEditor* jobEditor = nullptr, ResticJobForm newJob = {},
             QObject* parent = nullptr);
     ~UiShell() override;
 
@@ -41,17 +46,23 @@ public:
     MenuWindow& menuWindow() const { return *menuWindow_; }
     // Null until the first-run window is first needed.
     FirstRunWindow* firstRunWindow() const { return firstRun_.get(); }
+    // The restic job editor the first-run window opened, while it is open.
+    ResticJobEditorDialog* jobDialog() const { return jobDialog_; }
     // Null when the desktop has no tray.
     QSystemTrayIcon* trayIcon() const { return tray_.get(); }
 
 private:
     void createTray();
     void applyIconAttention(bool hasError);
+    void perform(StepAction action);
 
     MenuBarState& menu_;
     std::function<FirstRunFacts()> readFirstRunFacts_;
     std::function<void(StepAction)> performStep_;
     std::function<void()> quit_;
+    ResticJobEditor* jobEditor_;
+    ResticJobForm newJob_;
+    QPointer<ResticJobEditorDialog> jobDialog_;
     QIcon normalIcon_;
     QIcon attentionIcon_;
     std::unique_ptr<MenuWindow> menuWindow_;

@@ -124,6 +124,7 @@ protected:
     }
 
     bool installed = true;
+    std::function<bool()> backupNeedsSetup;
 
     std::unique_ptr<AppDelegate> makeDelegate(bool loginItemLaunch = false, bool demo = false) {
         services.clear();
@@ -154,10 +155,34 @@ protected:
             menu,
             Logger(sink, LogArea::general),
             installed,
+            backupNeedsSetup,
         };
         return std::make_unique<AppDelegate>(std::move(d));
     }
 };
+
+// Where backups come from elsewhere than Time Machine, the window is for setting one up: it opens
+// while none is, whatever the Time Machine settings' access, and never for a login-item launch.
+TEST_F(AppDelegateTest, WithOtherBackupSourcesTheWindowOpensWhileNoneIsSetUp) {
+    const auto windows = [this] {
+        return std::count(events.begin(), events.end(), "show first-run window");
+    };
+    bool needsSetup = true;
+    backupNeedsSetup = [&] { return needsSetup; };
+    hasAccess = true;
+    makeDelegate()->applicationDidFinishLaunching();
+    EXPECT_EQ(windows(), 1);
+
+    events.clear();
+    makeDelegate(/*loginItemLaunch=*/true)->applicationDidFinishLaunching();
+    EXPECT_EQ(windows(), 0);
+
+    events.clear();
+    needsSetup = false;
+    hasAccess = false;
+    makeDelegate()->applicationDidFinishLaunching();
+    EXPECT_EQ(windows(), 0) << "a configured source needs no window, access or not";
+}
 
 TEST_F(AppDelegateTest, LaunchAndQuitRunEveryStepInOrder) {
     auto delegate = makeDelegate();

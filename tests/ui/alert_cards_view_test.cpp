@@ -34,7 +34,7 @@ struct DemoAlerts : testing::DemoBackup {
                 pressed.emplace_back(action, alert);
                 if (action == MenuAlertAction::turnOnNightlyBackup) feed.turnOnNightlyBackup();
             },
-            menu.alertArea());
+            menu.alertArea(), &model.source);
         menu.alertArea()->layout()->addWidget(cards);
         model.refresh();
         scheduler.advance(1.0);
@@ -69,11 +69,11 @@ TEST(AlertCardsView, ShowsTheTwoMostUrgentThenAllAndActsOnTheScheduleCard) {
     EXPECT_EQ(demo.cards->toggle()->text(), QStringLiteral("Show 1 more alert"));
     const QStringList texts = testing::visibleTexts(demo.menu);
     EXPECT_TRUE(texts.contains(
-        QStringLiteral("<b>No backups scheduled.</b><br>macOS automatic backups and Nightly backup "
-                       "are both off, so nothing will back this Mac up.")))
+        QStringLiteral("<b>No backups scheduled.</b><br>Automatic backups and Nightly backup "
+                       "are both off, so nothing will back this computer up.")))
         << texts.join('\n').toStdString();
     EXPECT_TRUE(texts.contains(QStringLiteral(
-        "<b>This Mac is low on space.</b> Free up space below, or backups may stop.")));
+        "<b>This computer is low on space.</b> Free up space below, or backups may stop.")));
     // The cards sit above the first section.
     EXPECT_LT(demo.cards->mapTo(&demo.menu, QPoint()).y(),
               demo.menu.sectionBody(MenuSection::backup)->mapTo(&demo.menu, QPoint()).y());
@@ -82,6 +82,15 @@ TEST(AlertCardsView, ShowsTheTwoMostUrgentThenAllAndActsOnTheScheduleCard) {
     demo.cards->toggle()->click();
     EXPECT_EQ(demo.shownCards(), (QStringList{"unscheduled", "space", "retention"}));
     EXPECT_EQ(demo.cards->toggle()->text(), QStringLiteral("Show fewer alerts"));
+    // The cards speak of the source that backs the computer up, and follow it when it changes.
+    const QString retention = QStringLiteral(
+        "<b>The backup disk is full, so %1 is deleting history faster than you may "
+        "want.</b>");
+    demo.model.source.set(BackupSourceName{BackupSourceKind::timeMachine, "Time Machine"});
+    EXPECT_TRUE(testing::visibleTexts(*demo.cards).contains(retention.arg("Time Machine")));
+    demo.model.source.set(BackupSourceName{BackupSourceKind::restic, "restic"});
+    EXPECT_TRUE(testing::visibleTexts(*demo.cards).contains(retention.arg("restic")))
+        << testing::visibleTexts(*demo.cards).join('\n').toStdString();
     ASSERT_TRUE(
         demo.menu.grab().save(testing::screenshotPath(QStringLiteral("menu_alerts_all.png"))));
 
@@ -111,14 +120,15 @@ TEST(AlertCardsView, AFastGrowingFoldersButtonsNameItsFolder) {
     EXPECT_EQ(demo.shownCards(), (QStringList{"bootDisk", "hog"}));
     EXPECT_TRUE(
         testing::visibleTexts(*demo.cards)
-            .contains(QStringLiteral("<b>This Mac's disk reports Failing &lt;soon&gt;</b>")));
+            .contains(QStringLiteral("<b>This computer's disk reports Failing &lt;soon&gt;</b>")));
     ASSERT_TRUE(
         demo.cards->grab().save(testing::screenshotPath(QStringLiteral("menu_alert_hog.png"))));
     QPushButton* quiet = demo.button(QStringLiteral("This is expected"));
     ASSERT_NE(quiet, nullptr);
     EXPECT_EQ(quiet->toolTip(), QStringLiteral("Quiet until it grows another 5 GB"));
     quiet->click();
-    demo.button(QStringLiteral("Reveal in Finder"))->click();
+    ASSERT_NE(demo.button(QStringLiteral("Reveal in Files")), nullptr);
+    demo.button(QStringLiteral("Reveal in Files"))->click();
     ASSERT_EQ(demo.pressed.size(), 2u);
     EXPECT_EQ(demo.pressed[0].first, MenuAlertAction::quiet);
     EXPECT_EQ(demo.pressed[0].second.folder, "/srv/videos");

@@ -97,8 +97,8 @@ TEST(DiskSection, AFolderWithACardAboveIsListedAboveAndTheDaysLeftAndTheFailingD
     EXPECT_TRUE(m.section->dismissButtons().empty()) << "the card above has the quiet button";
     EXPECT_EQ(m.section->daysUntilFull().text(),
               QStringLiteral("At this rate your disk is full in 29 days"));
-    EXPECT_TRUE(
-        m.section->health().text().startsWith(QStringLiteral("This Mac's disk (SMART): Failing")));
+    EXPECT_TRUE(m.section->health().text().startsWith(
+        QStringLiteral("This computer's disk (SMART): Failing")));
     ASSERT_TRUE(m.menu.grab().save(testing::screenshotPath(QStringLiteral("menu_disk.png"))));
 
     // Quieted from its card.

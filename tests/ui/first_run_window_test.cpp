@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QCheckBox>
 #include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
@@ -130,6 +133,40 @@ TEST(FirstRunWindow, ClosingOnlyHidesAndPresentBringsItBackWithFreshFacts) {
     EXPECT_TRUE(window.isVisible());
     EXPECT_TRUE(window.cards()[1]->done());
     EXPECT_EQ(window.pos(), placed) << "only the first present places the window";
+}
+
+TEST(FirstRunWindow, OnLinuxItSaysNoBackupIsSetUpAndOffersToCreateOne) {
+    FirstRunFacts facts;
+    facts.backupSetup = BackupSetupFacts{};
+    std::vector<StepAction> performed;
+    FirstRunWindow window([&] { return facts; },
+                          [&](StepAction action) {
+                              performed.push_back(action);
+                              facts.backupSetup = BackupSetupFacts{"restic", true, false};
+                          });
+    window.present();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+
+    const FirstRunContent content = firstRunContent(facts);
+    EXPECT_TRUE(window.notice().isVisible());
+    EXPECT_EQ(window.notice().text(), qt(content.notice));
+    const QStringList texts = testing::visibleTexts(window);
+    EXPECT_TRUE(texts.contains(QStringLiteral("Set Up a Backup")));
+    for (const QString& text : texts) {
+        EXPECT_FALSE(text.contains(QStringLiteral("Full Disk Access"))) << text.toStdString();
+        EXPECT_FALSE(text.contains(QStringLiteral("Mac"))) << text.toStdString();
+    }
+    const QRect screen = window.screen()->availableGeometry();
+    EXPECT_TRUE(screen.contains(window.frameGeometry())) << "window is larger than the screen";
+    ASSERT_TRUE(window.grab().save(testing::screenshotPath(QStringLiteral("first-run-linux.png"))));
+
+    // Once a backup exists the window says so: the step is done and the notice gone.
+    QTest::mouseClick(window.cards()[0]->button(), Qt::LeftButton);
+    EXPECT_THAT(performed, ElementsAre(StepAction::createBackup));
+    EXPECT_TRUE(window.cards()[0]->done());
+    EXPECT_FALSE(window.notice().isVisible());
+    ASSERT_TRUE(
+        window.grab().save(testing::screenshotPath(QStringLiteral("first-run-linux-done.png"))));
 }
 
 }  // namespace

@@ -7,7 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <QCheckBox>
 #include <QGuiApplication>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
 #include <QSystemTrayIcon>
@@ -15,6 +18,7 @@
 #include <QTest>
 #include <memory>
 
+#include "ui/fake_job_editor.h"
 #include "ui/first_run_window.h"
 #include "ui/menu_window.h"
 #include "ui/rings_icon.h"
@@ -25,10 +29,11 @@ namespace {
 
 class UiShellTest : public ::testing::Test {
 protected:
-    std::unique_ptr<UiShell> makeShell() {
+    std::unique_ptr<UiShell> makeShell(ResticJobEditor* jobEditor = nullptr) {
         return std::make_unique<UiShell>(
             menu, [this] { return facts; },
-            [this](StepAction action) { performed.push_back(action); }, [this] { ++quits; });
+            [this](StepAction action) { performed.push_back(action); }, [this] { ++quits; },
+            jobEditor, ResticJobForm::forNewJob("/home/ada", "/home/ada/.cache", "/home/ada/.d"));
     }
 
     QTemporaryDir dir;
@@ -67,6 +72,38 @@ TEST_F(UiShellTest, ReportsVisibleWindowsAndReusesTheFirstRunWindow) {
     EXPECT_TRUE(shell->hasVisibleWindows());
     shell->menuWindow().hide();
     EXPECT_FALSE(shell->hasVisibleWindows());
+}
+
+TEST_F(UiShellTest, CreateBackupOpensTheJobEditorAndTheStepFollowsTheNewJob) {
+    testing::FakeJobEditor editor;
+    facts.backupSetup = BackupSetupFacts{};
+    const auto shell = makeShell(&editor);
+    shell->showFirstRunWindow();
+    StepCardWidget* backup = shell->firstRunWindow()->cards().front();
+    ASSERT_EQ(backup->card().action, StepAction::createBackup);
+
+    QTest::mouseClick(backup->button(), Qt::LeftButton);
+    ResticJobEditorDialog* dialog = shell->jobDialog();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_TRUE(dialog->isVisible());
+    EXPECT_TRUE(performed.empty()) << "the shell handles it";
+    QTest::mouseClick(backup->button(), Qt::LeftButton);
+    EXPECT_EQ(shell->jobDialog(), dialog) << "one editor at a time";
+
+    dialog->repository().setText(QStringLiteral("/media/ada/Backup"));
+    dialog->password().setText(QStringLiteral("pw"));
+    dialog->repeatedPassword().setText(QStringLiteral("pw"));
+    facts.backupSetup = BackupSetupFacts{"restic", true, false};
+    dialog->save().click();
+    editor.answer("j-1");
+    EXPECT_TRUE(backup->done()) << "the window was refreshed when the job was saved";
+
+    // Without an editor the step goes to the app like every other.
+    const auto bare = makeShell();
+    bare->showFirstRunWindow();
+    QTest::mouseClick(bare->firstRunWindow()->cards().front()->button(), Qt::LeftButton);
+    EXPECT_EQ(performed, (std::vector<StepAction>{StepAction::createBackup}));
+    EXPECT_EQ(bare->jobDialog(), nullptr);
 }
 
 TEST_F(UiShellTest, QuitFromThePopoverReachesTheApp) {
