@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 
+#include "platform/demo/demo_probe.h"
 #include "support/plist_value.h"
 
 namespace kestrow {
@@ -68,26 +69,6 @@ private:
     Clock& clock_;
     Executor& main_;
     WallTime started_;
-};
-
-class DemoProbe final : public NetworkProbe {
-public:
-    explicit DemoProbe(Executor& main) : main_(main) {}
-    std::unique_ptr<Handle> connect(const std::string&, std::uint16_t,
-                                    std::function<void(bool)> done) override {
-        auto handle = std::make_unique<Pending>();
-        // A real probe takes a moment; the menu shows the last known answer meanwhile.
-        main_.postAfter(0.3, [alive = std::weak_ptr<bool>(handle->alive), done = std::move(done)] {
-            if (!alive.expired()) done(true);
-        });
-        return handle;
-    }
-
-private:
-    struct Pending final : Handle {
-        std::shared_ptr<bool> alive = std::make_shared<bool>(true);
-    };
-    Executor& main_;
 };
 
 class DemoVolumes final : public BackupVolumes {
