@@ -2,7 +2,7 @@
 
 namespace kestrow {
 
-FirstRunContent firstRunContent(const FirstRunFacts& facts) {
+FirstRunContent firstRunContent(const FirstRunFacts& facts, const Wording& wording) {
     FirstRunContent content;
     content.title = "Kestrow";
     content.headline = "Know your Mac is backed up. Keep your servers mounted.";
@@ -25,6 +25,13 @@ FirstRunContent firstRunContent(const FirstRunFacts& facts) {
                  "See your backup protection at a glance on the desktop or in Notification Center.",
                  "View Instructions", false, StepAction::viewWidgetInstructions, true},
     };
+    content.headline = wording(content.headline);
+    content.footer = wording(content.footer);
+    for (StepCard& step : content.steps) {
+        step.title = wording(step.title);
+        step.text = wording(step.text);
+        step.buttonTitle = wording(step.buttonTitle);
+    }
     return content;
 }
 

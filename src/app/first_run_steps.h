@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "support/wording.h"
+
 namespace kestrow {
 
 enum class StepAction {
@@ -43,6 +45,7 @@ struct FirstRunContent {
     std::string footer;
 };
 
-FirstRunContent firstRunContent(const FirstRunFacts& facts);
+// The window's texts are the product's, said in `wording`.
+FirstRunContent firstRunContent(const FirstRunFacts& facts, const Wording& wording);
 
 }  // namespace kestrow

@@ -8,6 +8,7 @@
 
 #include <memory>
 
+#include "backup/source_wording.h"
 #include "cli/alert_sources.h"
 #include "cli/backup_stack.h"
 #include "cli/command_application.h"
@@ -74,7 +75,8 @@ int runStatusCommand(const CommandContext& context) {
 
     const auto settings = stack.makePreferencesFile();
     if (settings && !settings->hasAccess()) {
-        context.err << "kestrow status: cannot read the Time Machine settings at "
+        const Wording wording = linuxWording(stack.model().source.get());
+        context.err << "kestrow status: " << wording("cannot read the Time Machine settings at ")
                     << stack.settingsFile().string() << "\n";
         return kExitFailed;
     }

@@ -144,7 +144,7 @@ void AlertCardsView::rebuild() {
 }
 
 QWidget* AlertCardsView::card(const MenuAlert& alert) {
-    const MenuAlertText text = MenuAlertText::of(alert.kind);
+    const MenuAlertText text = MenuAlertText::of(alert.kind, feed_.wording());
     auto* card = new Card(losesData(alert.kind) ? urgent() : attention(), this);
     card->setObjectName(QString::fromStdString(alert.kind.name()));
     auto* row = new QHBoxLayout(card);

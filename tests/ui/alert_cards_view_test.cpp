@@ -69,11 +69,11 @@ TEST(AlertCardsView, ShowsTheTwoMostUrgentThenAllAndActsOnTheScheduleCard) {
     EXPECT_EQ(demo.cards->toggle()->text(), QStringLiteral("Show 1 more alert"));
     const QStringList texts = testing::visibleTexts(demo.menu);
     EXPECT_TRUE(texts.contains(
-        QStringLiteral("<b>No backups scheduled.</b><br>macOS automatic backups and Nightly backup "
-                       "are both off, so nothing will back this Mac up.")))
+        QStringLiteral("<b>No backups scheduled.</b><br>Automatic backups and Nightly backup "
+                       "are both off, so nothing will back this computer up.")))
         << texts.join('\n').toStdString();
     EXPECT_TRUE(texts.contains(QStringLiteral(
-        "<b>This Mac is low on space.</b> Free up space below, or backups may stop.")));
+        "<b>This computer is low on space.</b> Free up space below, or backups may stop.")));
     // The cards sit above the first section.
     EXPECT_LT(demo.cards->mapTo(&demo.menu, QPoint()).y(),
               demo.menu.sectionBody(MenuSection::backup)->mapTo(&demo.menu, QPoint()).y());
@@ -111,14 +111,14 @@ TEST(AlertCardsView, AFastGrowingFoldersButtonsNameItsFolder) {
     EXPECT_EQ(demo.shownCards(), (QStringList{"bootDisk", "hog"}));
     EXPECT_TRUE(
         testing::visibleTexts(*demo.cards)
-            .contains(QStringLiteral("<b>This Mac's disk reports Failing &lt;soon&gt;</b>")));
+            .contains(QStringLiteral("<b>This computer's disk reports Failing &lt;soon&gt;</b>")));
     ASSERT_TRUE(
         demo.cards->grab().save(testing::screenshotPath(QStringLiteral("menu_alert_hog.png"))));
     QPushButton* quiet = demo.button(QStringLiteral("This is expected"));
     ASSERT_NE(quiet, nullptr);
     EXPECT_EQ(quiet->toolTip(), QStringLiteral("Quiet until it grows another 5 GB"));
     quiet->click();
-    demo.button(QStringLiteral("Reveal in Finder"))->click();
+    demo.button(QStringLiteral("Reveal in Files"))->click();
     ASSERT_EQ(demo.pressed.size(), 2u);
     EXPECT_EQ(demo.pressed[0].first, MenuAlertAction::quiet);
     EXPECT_EQ(demo.pressed[0].second.folder, "/srv/videos");
