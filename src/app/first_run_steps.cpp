@@ -42,7 +42,7 @@ StepCard backupStep(const BackupSetupFacts& setup) {
 
 }  // namespace
 
-FirstRunContent firstRunContent(const FirstRunFacts& facts) {
+FirstRunContent firstRunContent(const FirstRunFacts& facts, const Wording& wording) {
     FirstRunContent content;
     content.title = "Kestrow";
     content.headline = "Know your Mac is backed up. Keep your servers mounted.";
@@ -61,11 +61,10 @@ FirstRunContent firstRunContent(const FirstRunFacts& facts) {
                  "See your backup protection at a glance on the desktop or in Notification Center.",
                  "View Instructions", false, StepAction::viewWidgetInstructions, true},
     };
-    if (!facts.backupSetup) return content;
-
-    if (!facts.backupSetup->sourceName)
+    // On Linux the backup step decides the words: they follow the source it names.
+    const Wording words = facts.backupSetup ? Wording::linux(facts.backupSetup->sourceName) : wording;
+    if (facts.backupSetup && !facts.backupSetup->sourceName)
         content.notice = "This computer is not backed up yet: no backup is set up.";
-    const Wording words = Wording::linux(facts.backupSetup->sourceName);
     content.headline = words(content.headline);
     content.footer = words(content.footer);
     for (StepCard& step : content.steps) {

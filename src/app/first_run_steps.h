@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "support/wording.h"
+
 namespace kestrow {
 
 enum class StepAction {
@@ -63,7 +65,9 @@ struct FirstRunContent {
     std::string footer;
 };
 
-FirstRunContent firstRunContent(const FirstRunFacts& facts);
+// The window's texts are the product's, said in `wording`.
+FirstRunContent firstRunContent(const FirstRunFacts& facts,
+                                const Wording& wording = Wording::exact());
 
 // Whether the first-run window opens by itself at launch (not launched as a login item): while
 // the Time Machine settings cannot be read, or on Linux while no backup source is configured.

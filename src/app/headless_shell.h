@@ -2,6 +2,7 @@
 
 #include "app/app_shell.h"
 #include "support/logger.h"
+#include "support/wording.h"
 
 namespace kestrow {
 
@@ -9,18 +10,19 @@ namespace kestrow {
 // have shown.
 class HeadlessShell final : public AppShell {
 public:
-    explicit HeadlessShell(Logger log) : log_(log) {}
+    HeadlessShell(Logger log, Wording wording) : log_(log), wording_(std::move(wording)) {}
     bool hasVisibleWindows() const override { return false; }
     void showFirstRunWindow() override {
         log_.once(note_, LogLevel::notice,
-                  "No display: the first-run window cannot be shown; Kestrow cannot read the Time "
-                  "Machine settings yet");
+                  wording_("No display: the first-run window cannot be shown; Kestrow cannot read "
+                           "the Time Machine settings yet"));
     }
     void showStatusItem() override {}
     void showMenu() override {}
 
 private:
     Logger log_;
+    Wording wording_;
     OnceLog note_;
 };
 

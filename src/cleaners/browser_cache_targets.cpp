@@ -109,7 +109,7 @@ bool BrowserCacheTargets::isReclaimableCachesFolder(const fs::path& target,
 }
 
 std::optional<std::string> BrowserCacheTargets::accessCaption(
-    const std::vector<std::string>& blockedNames) {
+    const std::vector<std::string>& blockedNames, const Wording& wording) {
     std::string names;
     for (const ChromiumBrowser& browser : ChromiumBrowser::all()) {
         if (std::find(blockedNames.begin(), blockedNames.end(), browser.name) ==
@@ -120,7 +120,7 @@ std::optional<std::string> BrowserCacheTargets::accessCaption(
         names += browser.name;
     }
     if (names.empty()) return std::nullopt;
-    return "Needs Full Disk Access to clear " + names;
+    return wording("Needs Full Disk Access to clear") + " " + names;
 }
 
 }  // namespace kestrow

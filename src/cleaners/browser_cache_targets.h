@@ -8,6 +8,7 @@
 
 #include "cleaners/chromium_browser.h"
 #include "cleaners/cleaner.h"
+#include "support/wording.h"
 
 namespace kestrow {
 
@@ -36,7 +37,8 @@ struct BrowserCacheTargets {
 
     // The menu's line under the browser row while some browsers could not be read; nothing when
     // none of the browsers in `blockedNames` is known.
-    static std::optional<std::string> accessCaption(const std::vector<std::string>& blockedNames);
+    static std::optional<std::string> accessCaption(const std::vector<std::string>& blockedNames,
+                                                    const Wording& wording);
 };
 
 }  // namespace kestrow

@@ -26,8 +26,9 @@ constexpr std::size_t kShownFailures = 3;
 
 // The pieces are joined by ". " and the last one gets no period: a caller that shows the line
 // inside a sentence of its own adds the punctuation there.
-std::string FreeUpSummary::line(std::int64_t freedBytes, const std::vector<std::string>& skipped,
-                                bool anyBlocked, const std::set<Busy>& busy,
+std::string FreeUpSummary::line(const Wording& wording, std::int64_t freedBytes,
+                                const std::vector<std::string>& skipped, bool anyBlocked,
+                                const std::set<Busy>& busy,
                                 const std::vector<std::string>& failures) {
     std::vector<std::string> pieces;
     if (freedBytes >= 1) {
@@ -48,7 +49,7 @@ std::string FreeUpSummary::line(std::int64_t freedBytes, const std::vector<std::
         pieces.push_back(std::move(piece));
     }
     if (!skipped.empty()) pieces.push_back("Skipped while running: " + joined(skipped, ", "));
-    if (anyBlocked) pieces.emplace_back("Some folders need Full Disk Access");
+    if (anyBlocked) pieces.push_back(wording("Some folders need Full Disk Access"));
     if (busy.contains(Busy::developer)) {
         pieces.emplace_back("Developer caches are busy with a weekly pass, try again in a minute");
     }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/clock.h"
+#include "support/wording.h"
 
 namespace kestrow {
 
@@ -16,8 +17,10 @@ struct FreeUpSummary {
     enum class Busy { developer, browsers };
 
     // `failures` are the lines of the items that could not be moved; the first few are named.
-    static std::string line(std::int64_t freedBytes, const std::vector<std::string>& skipped,
-                            bool anyBlocked, const std::set<Busy>& busy,
+    // The line's own words are said in `wording`; names and paths are left as they are.
+    static std::string line(const Wording& wording, std::int64_t freedBytes,
+                            const std::vector<std::string>& skipped, bool anyBlocked,
+                            const std::set<Busy>& busy,
                             const std::vector<std::string>& failures = {});
 };
 

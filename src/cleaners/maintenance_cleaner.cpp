@@ -156,11 +156,11 @@ void MaintenanceCleaner::freeUpSpace(std::function<void(FreeUpResult)> done) {
 
 void MaintenanceCleaner::browserPart(std::shared_ptr<FreeUpResult> result,
                                      std::function<void(FreeUpResult)> done) {
-    auto finish = [result, done = std::move(done)] {
+    auto finish = [this, result, done = std::move(done)] {
         const ReclaimReport& report = result->report;
         result->summary =
-            FreeUpSummary::line(report.freedBytes, report.skippedRunning, !report.blocked.empty(),
-                                result->busy, report.failures);
+            FreeUpSummary::line(env_.wording, report.freedBytes, report.skippedRunning,
+                                !report.blocked.empty(), result->busy, report.failures);
         if (done) done(*result);
     };
     if (!env_.reclaimBrowsers) {

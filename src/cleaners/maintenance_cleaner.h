@@ -40,6 +40,8 @@ public:
         // Nothing here reads as browser clearing being off.
         std::function<void(std::function<void(BrowserResult)> done)> reclaimBrowsers = {};
         std::function<void(const ReclaimLedger&)> publish = {};
+        // How the free-up summary says its words: the product's own unless the edition's are set.
+        Wording wording = Wording::exact();
     };
 
     struct FreeUpResult {

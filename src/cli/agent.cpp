@@ -96,7 +96,7 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         followStartAtLogin(uiShell_->menuWindow());
         shell_ = std::move(ui);
     } else {
-        shell_ = std::make_unique<HeadlessShell>(log_);
+        shell_ = std::make_unique<HeadlessShell>(log_, Wording::linux(std::nullopt));
     }
 
     const auto service = [this](std::size_t i) -> Service& { return *placeholders_[i]; };

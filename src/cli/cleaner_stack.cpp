@@ -27,7 +27,8 @@ CleanerStack::CleanerStack(Clock& clock, Executor& mainExecutor, SettingsStore& 
         3600.0,
         MaintenanceCleaner::cleanersOnDisk(worker_, mainExecutor, folders_, processes_, *trash_),
         [this](std::function<void(BrowserResult)> done) { browsers_->reclaimNow(std::move(done)); },
-        {}};
+        {},
+        Wording::linux(std::nullopt)};
     developer_ = std::make_unique<MaintenanceCleaner>(std::move(environment), mainExecutor, log);
 }
 

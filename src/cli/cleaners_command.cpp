@@ -64,7 +64,7 @@ Json developerRows(SettingsStore& standard, const UserLocations& folders) {
 }
 
 Json browserRow(SettingsStore& standard) {
-    const auto row = CleanerRows::browsers(standard);
+    const auto row = CleanerRows::browsers(standard, Wording::linux(std::nullopt));
     Json lastRuns = Json::object();
     for (const auto& [id, date] : StandardSettings(standard).browserReclaimLastRuns())
         lastRuns[id] = formatIsoDate(date);

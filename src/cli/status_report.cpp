@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "backup/source_wording.h"
 #include "menu/menu_alert_text.h"
 #include "support/iso_date.h"
 
@@ -45,10 +46,10 @@ std::string capitalised(std::string_view word) {
     return text;
 }
 
-Json alertsJson(const std::vector<MenuAlert>& alerts) {
+Json alertsJson(const std::vector<MenuAlert>& alerts, const Wording& wording) {
     Json list = Json::array();
     for (const MenuAlert& alert : MenuAlerts::ordered(alerts)) {
-        const MenuAlertText text = MenuAlertText::of(alert.kind);
+        const MenuAlertText text = MenuAlertText::of(alert.kind, wording);
         Json entry = {
             {"kind", alert.kind.name()},
             {"headline", text.headline},
@@ -60,11 +61,13 @@ Json alertsJson(const std::vector<MenuAlert>& alerts) {
     return list;
 }
 
+
 }  // namespace
 
 nlohmann::ordered_json statusJson(const BackupStatusModel& model,
                                   const std::vector<MenuAlert>& alerts) {
     const ProtectionVerdict& verdict = model.verdict.get();
+    const Wording wording = linuxWording(model.source.get());
     Json destination = nullptr;
     if (const auto& d = model.destination()) {
         destination = {{"id", d->id},
@@ -96,11 +99,12 @@ nlohmann::ordered_json statusJson(const BackupStatusModel& model,
               {"timeRemaining", orNull(model.timeRemaining.get())}}},
             {"history", std::move(history)},
             {"rings", ringsJson(model.rings.get())},
-            {"alerts", alertsJson(alerts)}};
+            {"alerts", alertsJson(alerts, wording)}};
 }
 
 std::string statusText(const BackupStatusModel& model, const std::vector<MenuAlert>& alerts) {
     const ProtectionVerdict& verdict = model.verdict.get();
+    const Wording wording = linuxWording(model.source.get());
     std::string text = capitalised(protectionStateText(verdict.state)) + "\n";
     for (const auto& reason : verdict.reasons) text += "  " + reason + "\n";
     if (const auto& name = model.source.get()) text += "Source: " + name->name + "\n";
@@ -128,7 +132,7 @@ std::string statusText(const BackupStatusModel& model, const std::vector<MenuAle
     const auto ordered = MenuAlerts::ordered(alerts);
     if (!ordered.empty()) text += "Alerts:\n";
     for (const MenuAlert& alert : ordered) {
-        const MenuAlertText words = MenuAlertText::of(alert.kind);
+        const MenuAlertText words = MenuAlertText::of(alert.kind, wording);
         std::string line = words.headline;
         if (words.explanation) line += (words.runsOn ? "" : " ") + *words.explanation;
         if (!alert.folder.empty()) line += " (" + alert.folder + ")";

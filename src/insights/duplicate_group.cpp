@@ -56,13 +56,13 @@ std::vector<DuplicateFile> keepOrder(const DuplicateGroup& group,
 }
 
 std::optional<std::string> gainText(const DuplicateGroup& group,
-                                    std::optional<bool> snapshotPresent) {
+                                    std::optional<bool> snapshotPresent, const Wording& wording) {
     const auto gain = reclaimable(group);
     if (!gain) return std::nullopt;
     if (*gain > 0) return formatByteCount(*gain) + " to gain";
     std::string text = duplicate_text::kShared;
     if (snapshotPresent == true) text += std::string(".") + duplicate_text::kSnapshotsThin;
-    return text;
+    return wording(text);
 }
 
 }  // namespace kestrow

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/clock.h"
+#include "support/wording.h"
 
 namespace kestrow {
 
@@ -66,8 +67,9 @@ std::vector<DuplicateFile> keepOrder(const DuplicateGroup& group, const KeepPref
 
 // The gain shown beside a group: "12.5 MB to gain", the shared-space sentence when nothing would
 // be freed (with the snapshot hint when local snapshots are known to exist), absent when unknown.
+// The sentences are said in `wording`.
 std::optional<std::string> gainText(const DuplicateGroup& group,
-                                    std::optional<bool> snapshotPresent);
+                                    std::optional<bool> snapshotPresent, const Wording& wording);
 
 // Whether `path` lies in `folder` or below it (compared lexically, component by component).
 bool isUnder(const std::filesystem::path& path, const std::filesystem::path& folder);

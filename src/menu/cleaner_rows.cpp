@@ -47,7 +47,7 @@ std::vector<CleanerRows::Developer> CleanerRows::offered(SettingsStore& standard
     return rows;
 }
 
-CleanerRows::Browsers CleanerRows::browsers(SettingsStore& standard) {
+CleanerRows::Browsers CleanerRows::browsers(SettingsStore& standard, const Wording& wording) {
     const StandardSettings settings(standard);
     Browsers row;
     row.enabled = BrowserReclaimPreference::enabled(standard);
@@ -59,7 +59,7 @@ CleanerRows::Browsers CleanerRows::browsers(SettingsStore& standard) {
         row.caption = text->caption;
         row.help = text->help;
     }
-    row.accessCaption = BrowserCacheTargets::accessCaption(row.blocked);
+    row.accessCaption = BrowserCacheTargets::accessCaption(row.blocked, wording);
     return row;
 }
 

@@ -8,6 +8,7 @@
 #include "app/settings/settings_store.h"
 #include "platform/locations.h"
 #include "support/clock.h"
+#include "support/wording.h"
 
 namespace kestrow {
 
@@ -46,7 +47,8 @@ struct CleanerRows {
     // had, say from copied settings, gets no row.
     static std::vector<Developer> offered(SettingsStore& standard, const UserLocations& folders,
                                           bool xcodeInstalled);
-    static Browsers browsers(SettingsStore& standard);
+    // Its access caption said in `wording`.
+    static Browsers browsers(SettingsStore& standard, const Wording& wording);
     // The line above the free-up button; nothing measured yet reads as measuring.
     static std::string estimateLine(bool anyCleanerOn, std::optional<std::int64_t> bytes);
 };

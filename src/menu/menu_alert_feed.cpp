@@ -1,6 +1,7 @@
 #include "menu/menu_alert_feed.h"
 
 #include "app/settings/standard_settings.h"
+#include "backup/source_wording.h"
 
 namespace kestrow {
 
@@ -40,6 +41,10 @@ MenuAlertFacts MenuAlertFeed::collect(const Dependencies& d) {
     facts.lastAttemptFailed = d.backup.verdict.get().lastAttemptFailed;
     facts.failureReason = d.backup.failureReason.get();
     return facts;
+}
+
+Wording MenuAlertFeed::wording() const {
+    return linuxWording(d_.backup.source.get());
 }
 
 MenuAlertFacts MenuAlertFeed::facts() const {

@@ -12,6 +12,7 @@
 #include "insights/hog_watch_scheduler.h"
 #include "menu/menu_alerts.h"
 #include "support/observable.h"
+#include "support/wording.h"
 #include "timemachine/backup_status_model.h"
 
 namespace kestrow {
@@ -51,6 +52,8 @@ public:
     void quiet(const std::string& folder);
 
     MenuAlertFacts facts() const;
+    // How the cards say their texts: the Linux wording, with the active backup source's name.
+    Wording wording() const;
     // What the owners in `d` say now, without following them: for a one-shot report. The
     // settings' readability and Local Network are left unknown.
     static MenuAlertFacts collect(const Dependencies& d);

@@ -3,8 +3,9 @@
 #include <type_traits>
 
 namespace kestrow {
+namespace {
 
-MenuAlertText MenuAlertText::of(const MenuAlertKind& kind) {
+MenuAlertText productText(const MenuAlertKind& kind) {
     using K = MenuAlertKind;
     return std::visit(
         [](const auto& k) -> MenuAlertText {
@@ -35,12 +36,13 @@ MenuAlertText MenuAlertText::of(const MenuAlertKind& kind) {
                         false,
                         {{MenuAlertAction::turnOnNightlyBackup, "Turn on Nightly backup", ""}}};
             } else if constexpr (std::is_same_v<T, K::Hog>) {
-                return {"A folder is growing fast",
-                        "At this rate your disk is full in " + projectedTime(k.value),
-                        false,
-                        {{MenuAlertAction::reveal, "Reveal in Finder", ""},
-                         {MenuAlertAction::quiet, "This is expected",
-                          "Quiet until it grows another 5 GB"}}};
+                return {
+                    "A folder is growing fast",
+                    "At this rate your disk is full in " + MenuAlertText::projectedTime(k.value),
+                    false,
+                    {{MenuAlertAction::reveal, "Reveal in Finder", ""},
+                     {MenuAlertAction::quiet, "This is expected",
+                      "Quiet until it grows another 5 GB"}}};
             } else if constexpr (std::is_same_v<T, K::Space>) {
                 return {"This Mac is low on space. ",
                         "Free up space below, or backups may stop.",
@@ -57,6 +59,19 @@ MenuAlertText MenuAlertText::of(const MenuAlertKind& kind) {
             }
         },
         kind.value);
+}
+
+}  // namespace
+
+MenuAlertText MenuAlertText::of(const MenuAlertKind& kind, const Wording& wording) {
+    MenuAlertText text = productText(kind);
+    text.headline = wording(text.headline);
+    if (text.explanation) text.explanation = wording(*text.explanation);
+    for (Button& button : text.buttons) {
+        button.title = wording(button.title);
+        button.help = wording(button.help);
+    }
+    return text;
 }
 
 std::string MenuAlertText::projectedTime(std::int64_t days) {

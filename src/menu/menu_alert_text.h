@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "menu/menu_alert.h"
+#include "support/wording.h"
 
 namespace kestrow {
 
@@ -28,7 +29,8 @@ struct MenuAlertText {
 
     bool operator==(const MenuAlertText&) const = default;
 
-    static MenuAlertText of(const MenuAlertKind& kind);
+    // The card's words as the product has them, said in `wording`.
+    static MenuAlertText of(const MenuAlertKind& kind, const Wording& wording);
 
     // "less than a day", "1 day", "12 days": how far off a full disk is.
     static std::string projectedTime(std::int64_t days);

@@ -14,13 +14,13 @@ bool StatusSummary::worthSummarizing(const std::vector<StatusFact>& facts) {
 }
 
 StatusSummary::Outcome StatusSummary::make(const ProtectionVerdict& verdict,
-                                           StatusSummarizer* summarizer) {
+                                           StatusSummarizer* summarizer, const Wording& wording) {
     const auto facts = StatusFact::facts(verdict);
     if (!worthSummarizing(facts)) return SummaryUnavailability::notWorthSummarizing();
     if (!summarizer) return SummaryUnavailability::deviceNotEligible();
 
-    auto answer = summarizer->summarize(std::string(StatusSummaryPrompt::instructions),
-                                        StatusSummaryPrompt::build(facts));
+    auto answer = summarizer->summarize(StatusSummaryPrompt::instructions(wording),
+                                        StatusSummaryPrompt::build(facts, wording));
     if (auto* unavailable = std::get_if<SummaryUnavailability>(&answer)) return *unavailable;
 
     const auto& rewrite = std::get<std::string>(answer);

@@ -7,6 +7,7 @@
 #include "platform/status_summarizer.h"
 #include "summarizer/status_fact.h"
 #include "summarizer/summary_unavailability.h"
+#include "support/wording.h"
 #include "timemachine/protection_state.h"
 
 namespace kestrow {
@@ -18,8 +19,10 @@ public:
     // The accepted sentence (trimmed), or the reason the reason lines stay.
     using Outcome = std::variant<std::string, SummaryUnavailability>;
 
-    // A null `summarizer` means no model is wired in, and reads as deviceNotEligible.
-    static Outcome make(const ProtectionVerdict& verdict, StatusSummarizer* summarizer);
+    // A null `summarizer` means no model is wired in, and reads as deviceNotEligible. The
+    // verdict's lines are taken as the menu shows them; the model is asked in `wording`.
+    static Outcome make(const ProtectionVerdict& verdict, StatusSummarizer* summarizer,
+                        const Wording& wording);
 
     // A rewrite is only asked for when it can help: two lines or more, at least one of them a
     // problem. A single line is already one short sentence, and the healthy lines (an age and

@@ -11,7 +11,6 @@
 #include <type_traits>
 
 #include "menu/menu_alert_feed.h"
-#include "menu/source_wording.h"
 #include "ui/color_blend.h"
 #include "ui/shown_text.h"
 
@@ -148,8 +147,8 @@ void AlertCardsView::rebuild() {
 }
 
 QWidget* AlertCardsView::card(const MenuAlert& alert) {
-    const MenuAlertText text = MenuAlertText::of(alert.kind);
-    const Wording words = sourceWording(source_ ? source_->get() : std::nullopt);
+    const Wording words = feed_.wording();
+    const MenuAlertText text = MenuAlertText::of(alert.kind, words);
     auto* card = new Card(losesData(alert.kind) ? urgent() : attention(), this);
     card->setObjectName(QString::fromStdString(alert.kind.name()));
     auto* row = new QHBoxLayout(card);

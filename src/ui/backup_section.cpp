@@ -10,7 +10,7 @@
 #include <QVBoxLayout>
 #include <cmath>
 
-#include "menu/source_wording.h"
+#include "backup/source_wording.h"
 #include "timemachine/backup_status_model.h"
 #include "ui/color_blend.h"
 #include "ui/rings_view.h"
@@ -182,7 +182,7 @@ void BackupSection::showEvent(QShowEvent* event) {
 
 void BackupSection::update() {
     const std::optional<BackupSourceName>& source = model_.source.get();
-    const Wording words = sourceWording(source);
+    const Wording words = linuxWording(source);
     source_->setText(QString::fromStdString(backupSourceTitle(source)));
 
     const ProtectionVerdict& verdict = model_.verdict.get();

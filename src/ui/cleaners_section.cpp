@@ -142,7 +142,7 @@ void CleanersSection::rebuildRows() {
         }
     }
 
-    const auto browsers = CleanerRows::browsers(s_.standardStore);
+    const auto browsers = CleanerRows::browsers(s_.standardStore, Wording::linux(std::nullopt));
     addSwitch(QStringLiteral("browsers"), QString::fromUtf8(CleanerRows::kBrowserTitle),
               browsers.enabled, [this](bool value) {
                   s_.standardStore.set(keys::browserReclaimEnabled, value);
@@ -165,7 +165,8 @@ void CleanersSection::rebuildRows() {
 
 void CleanersSection::measure() {
     const auto ids = s_.developer.enabledIDs();
-    const bool browsers = CleanerRows::browsers(s_.standardStore).enabled;
+    const bool browsers =
+        CleanerRows::browsers(s_.standardStore, Wording::linux(std::nullopt)).enabled;
     const bool anyOn = !ids.empty() || browsers;
     freeUp_->setEnabled(anyOn && !s_.developer.ticking());
     estimate_->setText(QString::fromStdString(CleanerRows::estimateLine(anyOn, std::nullopt)));

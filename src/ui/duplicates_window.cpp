@@ -33,7 +33,7 @@ QString modifiedText(WallTime modified) {
 QString headerText(const DuplicateGroup& group, std::optional<bool> snapshotPresent) {
     QString text = qt(formatByteCount(group.size())) + QStringLiteral(" \u00b7 ") +
                    QString::number(group.files.size()) + QStringLiteral(" copies");
-    if (const auto gain = gainText(group, snapshotPresent))
+    if (const auto gain = gainText(group, snapshotPresent, Wording::linux(std::nullopt)))
         text += QStringLiteral(" \u00b7 ") + qt(*gain);
     return text;
 }

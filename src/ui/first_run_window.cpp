@@ -111,7 +111,8 @@ FirstRunWindow::FirstRunWindow(FactsSource readFacts, ActionHandler perform, QWi
 }
 
 void FirstRunWindow::refresh() {
-    const FirstRunContent content = firstRunContent(readFacts_ ? readFacts_() : FirstRunFacts{});
+    const FirstRunContent content =
+        firstRunContent(readFacts_ ? readFacts_() : FirstRunFacts{}, Wording::linux(std::nullopt));
     setWindowTitle(qt(content.title));
     title_->setText(qt(content.title));
     headline_->setText(qt(content.headline));

@@ -123,7 +123,7 @@ TEST_F(StatusCommand, AFailedAttemptOnAnUnreachableNetworkDestinationExplainsIts
     EXPECT_EQ(json["reasons"],
               nlohmann::json(
                   {"Last successful backup 30 hours ago", "Last backup attempt did not complete",
-                   "Time Machine didn't say why (code 19)", "Backup destination is offline"}));
+                   "The backup didn't say why (code 19)", "Backup destination is offline"}));
     EXPECT_EQ(json["lastAttemptFailed"], true);
     EXPECT_EQ(json["destination"]["reachable"], false);
     EXPECT_EQ(json["history"][0]["succeeded"], false);
@@ -174,8 +174,8 @@ TEST_F(StatusCommand, AlertsComeInMenuOrderFromTheSettingsAndTheHogWatchsSnapsho
     EXPECT_EQ(alerts[0], nlohmann::json({{"kind", "unscheduled"},
                                          {"headline", "No backups scheduled."},
                                          {"explanation",
-                                          "macOS automatic backups and Nightly backup are both "
-                                          "off, so nothing will back this Mac up."},
+                                          "Automatic backups and Nightly backup are both off, so "
+                                          "nothing will back this computer up."},
                                          {"action", "Turn on Nightly backup"}}));
     EXPECT_EQ(alerts[1]["kind"], "hog");
     EXPECT_EQ(alerts[1]["explanation"], "At this rate your disk is full in 3 days");
@@ -185,7 +185,7 @@ TEST_F(StatusCommand, AlertsComeInMenuOrderFromTheSettingsAndTheHogWatchsSnapsho
     EXPECT_EQ(alerts[3]["explanation"], nullptr);
 
     const Outcome human = run("status");
-    EXPECT_NE(human.out.find("Alerts:\n  No backups scheduled. macOS automatic backups"),
+    EXPECT_NE(human.out.find("Alerts:\n  No backups scheduled. Automatic backups"),
               std::string::npos)
         << human.out;
 }
@@ -199,7 +199,7 @@ TEST_F(StatusCommand, UnreadableSettingsFailWithOneLineAndTheDemoNeedsNone) {
 
     // Garbage where the plist should be is "no settings": not configured, not a crash.
     home.write("tm.plist", "<?xml version=\"1.0\"?><plist><dict><key>Destinations");
-    EXPECT_EQ(runJson()["reasons"], nlohmann::json({"Time Machine is not configured"}));
+    EXPECT_EQ(runJson()["reasons"], nlohmann::json({"No backup is set up"}));
 
     const auto demo = runJson("status --demo --json");
     EXPECT_EQ(demo["state"], "protected");

@@ -188,7 +188,8 @@ TEST_F(BrowserCacheReclaimerTest, ARunningBrowserIsSkippedWholeAndRetriedAnHourL
                      ") from [Brave]; done [Edge, Brave, Chromium]; running [Chrome]; blocked []"),
               1u);
     EXPECT_TRUE(reclaimer->blocked().get().empty());
-    EXPECT_EQ(BrowserCacheTargets::accessCaption(reclaimer->blocked().get()), std::nullopt);
+    EXPECT_EQ(BrowserCacheTargets::accessCaption(reclaimer->blocked().get(), Wording::exact()),
+              std::nullopt);
 
     // Still running at the next hour: still skipped. Gone an hour later: cleared.
     scheduler.advance(BrowserCacheReclaimer::kTickSeconds);
@@ -293,7 +294,7 @@ TEST_F(BrowserCacheReclaimerTest, UnreadableProfileRootsBlockTheirBrowsers) {
         if (report == nullptr) return 10;
         if (report->blocked != std::vector<std::string>{"Edge", "Chrome"}) return 11;
         if (reclaimer->blocked().get() != report->blocked) return 12;
-        if (BrowserCacheTargets::accessCaption(reclaimer->blocked().get()) !=
+        if (BrowserCacheTargets::accessCaption(reclaimer->blocked().get(), Wording::exact()) !=
             "Needs Full Disk Access to clear Edge, Chrome") {
             return 13;
         }

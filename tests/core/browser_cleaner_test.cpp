@@ -173,12 +173,15 @@ TEST_F(BrowserCleanerTest, LinksOnTheWayToACacheStorageAreRefusedAndWhatTheyReac
 }
 
 TEST(BrowserAccessCaption, NamesTheBlockedBrowsersInTableOrder) {
-    EXPECT_EQ(BrowserCacheTargets::accessCaption({}), std::nullopt);
-    EXPECT_EQ(BrowserCacheTargets::accessCaption({"Arc"}), std::nullopt);
-    EXPECT_EQ(BrowserCacheTargets::accessCaption({"Chrome", "Edge"}),
+    const Wording exact = Wording::exact();
+    EXPECT_EQ(BrowserCacheTargets::accessCaption({}, exact), std::nullopt);
+    EXPECT_EQ(BrowserCacheTargets::accessCaption({"Arc"}, exact), std::nullopt);
+    EXPECT_EQ(BrowserCacheTargets::accessCaption({"Chrome", "Edge"}, exact),
               "Needs Full Disk Access to clear Edge, Chrome");
-    EXPECT_EQ(BrowserCacheTargets::accessCaption({"Chromium", "Arc", "Brave"}),
+    EXPECT_EQ(BrowserCacheTargets::accessCaption({"Chromium", "Arc", "Brave"}, exact),
               "Needs Full Disk Access to clear Brave, Chromium");
+    EXPECT_EQ(BrowserCacheTargets::accessCaption({"Chrome"}, Wording::linux(std::nullopt)),
+              "Needs permission to clear Chrome");
 }
 
 }  // namespace

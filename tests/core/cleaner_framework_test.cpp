@@ -370,27 +370,35 @@ WallTime utc(int year, int month, int day, int hour) {
 
 TEST(FreeUpSummary, ReadsInAFixedOrderJoinedBySentences) {
     using Busy = FreeUpSummary::Busy;
-    EXPECT_EQ(FreeUpSummary::line(0, {}, false, {}), "Nothing to clear");
-    EXPECT_EQ(FreeUpSummary::line(-5, {}, false, {}), "Nothing to clear");
-    EXPECT_EQ(FreeUpSummary::line(1, {}, false, {}),
+    const Wording exact = Wording::exact();
+    EXPECT_EQ(FreeUpSummary::line(exact, 0, {}, false, {}), "Nothing to clear");
+    EXPECT_EQ(FreeUpSummary::line(exact, -5, {}, false, {}), "Nothing to clear");
+    EXPECT_EQ(FreeUpSummary::line(exact, 1, {}, false, {}),
               "Moved 1 byte to the Trash; empty it to reclaim the space");
-    EXPECT_EQ(FreeUpSummary::line(0, {"Firefox", "Chromium"}, false, {}),
+    EXPECT_EQ(FreeUpSummary::line(exact, 0, {"Firefox", "Chromium"}, false, {}),
               "Skipped while running: Firefox, Chromium");
-    EXPECT_EQ(FreeUpSummary::line(0, {}, true, {Busy::browsers}),
+    EXPECT_EQ(FreeUpSummary::line(exact, 0, {}, true, {Busy::browsers}),
               "Some folders need Full Disk Access. Browser caches are busy with a weekly pass, try "
               "again in a minute");
     // Moves that failed are never "Nothing to clear": the first few say what stayed.
-    EXPECT_EQ(FreeUpSummary::line(0, {}, false, {}, {"npm: refused /h/.npm/_cacache"}),
+    EXPECT_EQ(FreeUpSummary::line(exact, 0, {}, false, {}, {"npm: refused /h/.npm/_cacache"}),
               "Not moved: npm: refused /h/.npm/_cacache");
-    EXPECT_EQ(FreeUpSummary::line(5'000, {}, false, {}, {"a", "b", "c", "d", "e"}),
+    EXPECT_EQ(FreeUpSummary::line(exact, 5'000, {}, false, {}, {"a", "b", "c", "d", "e"}),
               "Moved 5 KB to the Trash; empty it to reclaim the space. Not moved: a; b; c (and 2 "
               "more)");
     EXPECT_EQ(
-        FreeUpSummary::line(2'345'678'901, {"Firefox"}, true, {Busy::browsers, Busy::developer}),
+        FreeUpSummary::line(exact, 2'345'678'901, {"Firefox"}, true,
+                            {Busy::browsers, Busy::developer}),
         "Moved 2.35 GB to the Trash; empty it to reclaim the space. Skipped while running: "
         "Firefox. Some folders need Full Disk Access. Developer caches are busy with a weekly "
         "pass, try again in a minute. Browser caches are busy with a weekly pass, try again "
         "in a minute");
+    // On Linux only the product's own words change: a skipped application or a path that happens
+    // to hold a platform noun is named as it is.
+    EXPECT_EQ(FreeUpSummary::line(Wording::linux("restic"), 0, {"Mac Mail"}, true, {},
+                                  {"npm: refused /h/Finder/.npm"}),
+              "Not moved: npm: refused /h/Finder/.npm. Skipped while running: Mac Mail. Some "
+              "folders cannot be read");
 
     const LocalZone kiritimati("<+14>-14");
     const WallTime date = utc(2026, 11, 21, 12);  // already the 22nd at UTC+14

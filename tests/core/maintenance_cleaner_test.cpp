@@ -44,6 +44,7 @@ protected:
     std::optional<BrowserResult> browserAnswer = BrowserResult{BrowserResult::Off{}};
     int browserCalls = 0;
     std::vector<ReclaimLedger> published;
+    Wording wording = Wording::exact();
     std::unique_ptr<MaintenanceCleaner> cleaner;
 
     void make() {
@@ -61,6 +62,7 @@ protected:
             }
         };
         environment.publish = [this](const ReclaimLedger& ledger) { published.push_back(ledger); };
+        environment.wording = wording;
         cleaner = std::make_unique<MaintenanceCleaner>(
             std::move(environment), scheduler.mainExecutor(), Logger(sink, LogArea::general));
     }
@@ -249,6 +251,10 @@ TEST_F(MaintenanceCleanerTest, FreeUpSpaceRunsEveryEnabledCleanerAndFoldsTheBrow
         return report;
     };
     EXPECT_EQ(freeUp()->summary, "Some folders need Full Disk Access");
+    // The Linux edition's cleaner says what that means there.
+    wording = Wording::linux(std::nullopt);
+    make();
+    EXPECT_EQ(freeUp()->summary, "Some folders cannot be read");
 }
 
 TEST_F(MaintenanceCleanerTest, FreeUpSpaceReportsWhicheverPassIsBusy) {

@@ -161,20 +161,32 @@ TEST(MenuAlerts, CardsCollapseWithTheirFoldersAndSayTheirTexts) {
     EXPECT_EQ(MenuAlertOrder::toggleLabel(MenuAlertOrder::split({{K::Space{}}}, false), false),
               std::nullopt);
 
-    const auto hogText = MenuAlertText::of({K::Hog{1}});
+    const Wording exact = Wording::exact();
+    const auto hogText = MenuAlertText::of({K::Hog{1}}, exact);
     EXPECT_EQ(hogText.explanation, "At this rate your disk is full in 1 day");
-    EXPECT_EQ(MenuAlertText::of({K::Hog{0}}).explanation,
+    EXPECT_EQ(MenuAlertText::of({K::Hog{0}}, exact).explanation,
               "At this rate your disk is full in less than a day");
     ASSERT_EQ(hogText.buttons.size(), 2u);
     EXPECT_EQ(hogText.buttons[1].action, MenuAlertAction::quiet);
     EXPECT_EQ(hogText.buttons[1].help, "Quiet until it grows another 5 GB");
-    EXPECT_EQ(MenuAlertText::of({K::BootDisk{"Failing"}}).headline,
+    EXPECT_EQ(MenuAlertText::of({K::BootDisk{"Failing"}}, exact).headline,
               "This Mac's disk reports Failing");
-    const auto room = MenuAlertText::of({K::BackupOutOfSpace{}});
+    const auto room = MenuAlertText::of({K::BackupOutOfSpace{}}, exact);
     EXPECT_TRUE(room.runsOn);
     EXPECT_EQ(room.headline + *room.explanation,
               "Last backup failed: not enough room on the backup disk. Time Machine could not "
               "free enough by deleting old backups.");
+
+    // On Linux the card speaks of the computer, and of what restic leaves to the user; Time
+    // Machine as the source keeps its own sentence.
+    EXPECT_EQ(MenuAlertText::of({K::BootDisk{"Failing"}}, Wording::linux("restic")).headline,
+              "This computer's disk reports Failing");
+    EXPECT_EQ(MenuAlertText::of({K::BackupOutOfSpace{}}, Wording::linux("restic")).explanation,
+              "Free some space on the backup disk, then back up again.");
+    EXPECT_EQ(MenuAlertText::of({K::BackupOutOfSpace{}}, Wording::linux("Time Machine")), room);
+    const auto hogOnLinux = MenuAlertText::of({K::Hog{1}}, Wording::linux(std::nullopt));
+    EXPECT_EQ(hogOnLinux.buttons[0].title, "Reveal in Files");
+    EXPECT_EQ(hogOnLinux.buttons[1], hogText.buttons[1]);
 }
 
 TEST(MenuAlertFeed, FollowsTheBackupModelAndCarriesOutTheScheduleButton) {

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "menu/source_wording.h"
+#include "backup/source_wording.h"
 
 namespace kestrow {
 namespace {
@@ -102,11 +102,11 @@ TEST(ResticJobForm, TheMenuNamesTheSourceAndRemovalSaysTheSnapshotsStay) {
 
 TEST(ResticJobForm, TheSourcesWordingKeepsTimeMachineOnlyForTimeMachine) {
     const std::string text = "Back up this Mac with Time Machine.";
-    EXPECT_EQ(sourceWording(BackupSourceName{BackupSourceKind::timeMachine, "Time Machine"})(text),
+    EXPECT_EQ(linuxWording(BackupSourceName{BackupSourceKind::timeMachine, "Time Machine"})(text),
               "Back up this computer with Time Machine.");
-    EXPECT_EQ(sourceWording(BackupSourceName{BackupSourceKind::restic, "restic"})(text),
+    EXPECT_EQ(linuxWording(BackupSourceName{BackupSourceKind::restic, "restic"})(text),
               "Back up this computer with restic.");
-    EXPECT_EQ(sourceWording(std::nullopt)("Reveal in Finder"), "Reveal in Files");
+    EXPECT_EQ(linuxWording(std::nullopt)("Reveal in Finder"), "Reveal in Files");
 }
 
 }  // namespace

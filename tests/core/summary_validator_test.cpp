@@ -342,38 +342,48 @@ private:
 
 TEST(StatusSummaryTest, ShowsOnlyACheckedRewriteOfAVerdictWorthSummarizing) {
     using Outcome = StatusSummary::Outcome;
+    const Wording exact = Wording::exact();
     const auto verdict = failed().verdict();
     ScriptedSummarizer faithful(std::string("  The last backup failed; still checking why.\n"));
-    EXPECT_EQ(StatusSummary::make(verdict, &faithful),
+    EXPECT_EQ(StatusSummary::make(verdict, &faithful, exact),
               Outcome("The last backup failed; still checking why."));
-    EXPECT_EQ(faithful.asked.first, StatusSummaryPrompt::instructions);
-    EXPECT_EQ(faithful.asked.second, StatusSummaryPrompt::build(StatusFact::facts(verdict)));
+    EXPECT_EQ(faithful.asked.first, StatusSummaryPrompt::kInstructions);
+    EXPECT_EQ(faithful.asked.second, StatusSummaryPrompt::build(StatusFact::facts(verdict), exact));
+    // On Linux the model is told what it writes for, in that platform's words.
+    ScriptedSummarizer onLinux(std::string("The last backup failed; still checking why."));
+    StatusSummary::make(verdict, &onLinux, Wording::linux("restic"));
+    EXPECT_EQ(onLinux.asked.first,
+              "You rewrite backup status lines. You never omit a problem, never invent one, and "
+              "never claim anything is fine.");
+    EXPECT_NE(onLinux.asked.second.find("ONE short sentence for a Linux desktop tray app."),
+              std::string::npos);
 
     ScriptedSummarizer careless(std::string("Backups are working normally."));
-    EXPECT_EQ(StatusSummary::make(verdict, &careless),
+    EXPECT_EQ(StatusSummary::make(verdict, &careless, exact),
               Outcome(SummaryUnavailability::rejected(
                   SummaryRejection::contradiction("working normally"))));
     ScriptedSummarizer loading(SummaryUnavailability::modelNotReady());
-    EXPECT_EQ(StatusSummary::make(verdict, &loading),
+    EXPECT_EQ(StatusSummary::make(verdict, &loading, exact),
               Outcome(SummaryUnavailability::modelNotReady()));
     NoModelSummarizer none;
-    EXPECT_EQ(StatusSummary::make(verdict, &none),
+    EXPECT_EQ(StatusSummary::make(verdict, &none, exact),
               Outcome(SummaryUnavailability::deviceNotEligible()));
-    EXPECT_EQ(StatusSummary::make(verdict, nullptr),
+    EXPECT_EQ(StatusSummary::make(verdict, nullptr, exact),
               Outcome(SummaryUnavailability::deviceNotEligible()));
 
     // One line, or healthy lines only (a stale age, which no problem fact would guard), never
     // reach the model.
     ScriptedSummarizer eager(std::string("All good."));
     for (const auto& quiet : {Scenario().notConfigured(), Scenario().success(72).running(true)}) {
-        EXPECT_EQ(StatusSummary::make(quiet.verdict(), &eager),
+        EXPECT_EQ(StatusSummary::make(quiet.verdict(), &eager, exact),
                   Outcome(SummaryUnavailability::notWorthSummarizing()));
     }
     EXPECT_EQ(eager.calls, 0);
 }
 
 TEST(StatusSummaryPromptTest, ListsEachLineBetweenTheFixedTexts) {
-    const auto prompt = StatusSummaryPrompt::build(StatusFact::facts({"First line", "Second"}));
+    const auto prompt =
+        StatusSummaryPrompt::build(StatusFact::facts({"First line", "Second"}), Wording::exact());
     EXPECT_EQ(prompt.rfind("Rewrite these backup status lines as ONE short sentence", 0), 0u);
     const std::string tail =
         "Do not say anything is fine.\n\n- First line\n- Second\n\nReply with the sentence only.";

@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(facts[i].mentionedIn(foldedForMatching(lines[i])));
     }
 
-    const std::string prompt = StatusSummaryPrompt::build(facts);
+    const std::string prompt = StatusSummaryPrompt::build(facts, Wording::linux("restic"));
     for (const auto& line : lines) require(prompt.find("- " + line) != std::string::npos);
 
     const std::string folded = foldedForMatching(summary);

@@ -33,7 +33,7 @@ TEST(FirstRunWindow, ShowsEveryTextOfTheContentAndMarksDoneSteps) {
     window.present();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
 
-    const FirstRunContent content = firstRunContent(facts);
+    const FirstRunContent content = firstRunContent(facts, Wording::linux(std::nullopt));
     const QStringList texts = testing::visibleTexts(window);
     EXPECT_EQ(window.windowTitle(), qt(content.title));
     for (const std::string* text : {&content.title, &content.headline, &content.footer})
@@ -96,7 +96,7 @@ TEST(FirstRunWindow, ButtonsPerformTheirCardsActionAndTheWindowFollowsTheFacts) 
     EXPECT_TRUE(cards[1]->button()->isHidden());
 
     QTest::mouseClick(cards[0]->button(), Qt::LeftButton);
-    EXPECT_EQ(cards[0]->button()->text(), QStringLiteral("Open System Settings"));
+    EXPECT_EQ(cards[0]->button()->text(), QStringLiteral("Open Settings"));
     QTest::mouseClick(cards[0]->button(), Qt::LeftButton);
     QTest::mouseClick(cards[2]->button(), Qt::LeftButton);  // disabled: no action
     QTest::mouseClick(cards[3]->button(), Qt::LeftButton);
