@@ -62,7 +62,8 @@ FirstRunContent firstRunContent(const FirstRunFacts& facts, const Wording& wordi
                  "View Instructions", false, StepAction::viewWidgetInstructions, true},
     };
     // On Linux the backup step decides the words: they follow the source it names.
-    const Wording words = facts.backupSetup ? Wording::linux(facts.backupSetup->sourceName) : wording;
+    const Wording words =
+        facts.backupSetup ? Wording::linux(facts.backupSetup->sourceName) : wording;
     if (facts.backupSetup && !facts.backupSetup->sourceName)
         content.notice = "This computer is not backed up yet: no backup is set up.";
     content.headline = words(content.headline);

@@ -1,5 +1,7 @@
 #include "backup/restic_job_editing.h"
 
+#include <algorithm>
+
 #include "backup/restic_failure.h"
 #include "backup/restic_repository.h"
 
@@ -19,6 +21,8 @@ struct ResticJobEditing::Adding {
     ResticJob job;
     std::string password;
     bool initialise = false;
+    bool replacing = false;  // an edit: the job keeps its id and its place
+    bool passwordStored = false;
     std::function<void(AddOutcome)> done;
     std::string output;
 };
@@ -35,22 +39,32 @@ void ResticJobEditing::add(AddRequest request, std::function<void(AddOutcome)> d
     auto adding = std::make_shared<Adding>();
     adding->job =
         ResticJobStore::withDefaults(std::move(request.job), d_.home, d_.dataHome, d_.cacheHome);
-    adding->job.id = ResticJobStore::makeId();
     adding->password = std::move(request.password);
     adding->initialise = request.initialise;
     adding->done = std::move(done);
     const auto reading = d_.store.load();
+    adding->replacing = !adding->job.id.empty() &&
+                        std::any_of(reading.jobs.begin(), reading.jobs.end(),
+                                    [&](const ResticJob& job) { return job.id == adding->job.id; });
+    if (!adding->replacing) adding->job.id = ResticJobStore::makeId();
     if (reading.unreadable)
         return fail(adding, "The backup jobs file cannot be read: " + *reading.unreadable);
     if (auto problem = ResticJobStore::validate(adding->job, reading.jobs))
         return fail(adding, *problem);
     if (adding->password.empty()) return fail(adding, "Enter the repository's password");
+    // restic must open the repository with this password before it replaces anything in the
+    // keyring, so a mistyped password never overwrites one that works.
+    openRepository(adding);
+}
+
+void ResticJobEditing::storePassword(std::shared_ptr<Adding> adding) {
     d_.secrets.write(ResticJob::kPasswordService, adding->job.id, adding->password,
                      [this, alive = std::weak_ptr<bool>(alive_), adding](SecretAnswer answer) {
                          if (alive.expired()) return;
                          if (answer.status != SecretAnswer::Status::done)
                              return fail(adding, keyringSentence(answer));
-                         openRepository(adding);
+                         adding->passwordStored = true;
+                         save(adding);
                      });
 }
 
@@ -65,7 +79,7 @@ void ResticJobEditing::openRepository(std::shared_ptr<Adding> adding) {
         [this, alive = std::weak_ptr<bool>(alive_), adding](ResticEnding ending) {
             if (alive.expired()) return;
             if (ending.kind == ResticEnding::Kind::exited && ending.exitCode == 0)
-                return save(adding);
+                return storePassword(adding);
             ResticRunFacts facts;
             facts.ending = ending;
             const auto place = ResticRepository::classify(adding->job.repository);
@@ -93,7 +107,7 @@ void ResticJobEditing::initialise(std::shared_ptr<Adding> adding) {
             if (alive.expired()) return;
             if (ending.kind == ResticEnding::Kind::exited && ending.exitCode == 0) {
                 d_.log.info("Backups: created the repository for \"{}\"", adding->job.name);
-                return save(adding);
+                return storePassword(adding);
             }
             fail(adding, "The repository could not be created: " +
                              (ending.errorText.empty() ? std::string("restic gave no reason")
@@ -107,7 +121,13 @@ void ResticJobEditing::save(std::shared_ptr<Adding> adding) {
         return fail(adding, "The backup jobs file cannot be read: " + *reading.unreadable);
     if (auto problem = ResticJobStore::validate(adding->job, reading.jobs))
         return fail(adding, *problem);
-    reading.jobs.push_back(adding->job);
+    const auto existing =
+        std::find_if(reading.jobs.begin(), reading.jobs.end(),
+                     [&](const ResticJob& job) { return job.id == adding->job.id; });
+    if (existing != reading.jobs.end())
+        *existing = adding->job;
+    else
+        reading.jobs.push_back(adding->job);
     const auto saved = d_.store.save(reading.jobs);
     if (!saved.saved) return fail(adding, "The backup job could not be saved: " + saved.error);
     adding->password.clear();
@@ -118,9 +138,9 @@ void ResticJobEditing::save(std::shared_ptr<Adding> adding) {
 
 void ResticJobEditing::fail(std::shared_ptr<Adding> adding, std::string error) {
     adding->password.clear();
-    // The keyring item goes with the job that will not be saved; removing one that was never
-    // written is harmless.
-    if (!adding->job.id.empty())
+    // A new job's password goes with the job that will not be saved. An edited job keeps its
+    // item: the password in it opened the repository either way.
+    if (adding->passwordStored && !adding->replacing)
         d_.secrets.remove(ResticJob::kPasswordService, adding->job.id, [](SecretAnswer) {});
     adding->done(AddOutcome{std::nullopt, std::move(error)});
 }

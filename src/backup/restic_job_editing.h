@@ -11,10 +11,10 @@
 
 namespace kestrow {
 
-// Adds and removes restic jobs for the menu's editor and the command line. A job is saved only
-// after its password is in the keyring and restic opened (or, when asked, created) its
-// repository with it, so a saved job is one that can back up; a failed step takes back the steps
-// before it.
+// Adds, edits and removes restic jobs for the menu's editor and the command line. A job is saved
+// only after restic opened (or, when asked, created) its repository with the password and the
+// password is in the keyring, so a saved job is one that can back up; a failed step takes back
+// the steps before it.
 class ResticJobEditing final : public ResticJobEditor {
 public:
     struct Dependencies {
@@ -41,6 +41,7 @@ public:
 private:
     struct Adding;
     void openRepository(std::shared_ptr<Adding> adding);
+    void storePassword(std::shared_ptr<Adding> adding);
     void initialise(std::shared_ptr<Adding> adding);
     void save(std::shared_ptr<Adding> adding);
     void fail(std::shared_ptr<Adding> adding, std::string error);

@@ -18,6 +18,7 @@
 #include "ui/disk_section.h"
 #include "ui/duplicates_window.h"
 #include "ui/menu_window.h"
+#include "ui/restic_job_list.h"
 #include "ui/ui_shell.h"
 
 namespace kestrow {
@@ -75,14 +76,17 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
     if (options_.withDisplay) {
         auto ui = std::make_unique<UiShell>(
             menu_, [this] { return firstRunFacts(); },
-            [this](StepAction action) { perform(action); }, [] { QCoreApplication::quit(); });
+            [this](StepAction action) { perform(action); }, [] { QCoreApplication::quit(); },
+            &backup_.jobEditor(), newJobForm());
         uiShell_ = ui.get();
         QWidget* alertArea = uiShell_->menuWindow().alertArea();
         alertArea->layout()->addWidget(new AlertCardsView(
             alerts_, [this](MenuAlertAction action, const MenuAlert& alert) { act(action, alert); },
             alertArea, &backup_.model().source));
         QWidget* backupBody = uiShell_->menuWindow().sectionBody(MenuSection::backup);
-        backupBody->layout()->addWidget(new BackupSection(backup_.model(), backupBody));
+        backupBody->layout()->addWidget(new BackupSection(
+            backup_.model(), ResticJobList::Dependencies{backup_.jobEditor(), newJobForm(), {}},
+            backupBody));
         QWidget* cleanersBody = uiShell_->menuWindow().sectionBody(MenuSection::weeklyCleaners);
         cleanersBody->layout()->addWidget(new CleanersSection(
             {standardStore_, cleaners_.developer(), cleaners_.browsers(), mainExecutor_,
@@ -195,6 +199,10 @@ void Agent::cancelWork() {
     insights_.cancelWork();
 }
 
+ResticJobForm Agent::newJobForm() const {
+    return ResticJobForm::forNewJob(locations_.home, locations_.cacheHome, locations_.dataHome);
+}
+
 FirstRunFacts Agent::firstRunFacts() {
     const PreferencesFileHandle* file = delegate_ ? delegate_->preferenceFile() : nullptr;
     FirstRunFacts facts;
@@ -205,7 +213,8 @@ FirstRunFacts Agent::firstRunFacts() {
     // all it is not configured.
     const auto& source = backup_.model().source.get();
     facts.backupSetup = BackupSetupFacts{source ? std::optional(source->name) : std::nullopt,
-                                         source && source->kind == BackupSourceKind::restic, false};
+                                         source && source->kind == BackupSourceKind::restic,
+                                         backup_.dejaDupConfigured()};
     return facts;
 }
 
@@ -237,7 +246,7 @@ void Agent::perform(StepAction action) {
             break;  // the shell opens the job editor itself
         case StepAction::useDejaDup:
             // Déjà Dup is watched as soon as it is configured: a fresh look takes it up.
-            backup_.model().refresh();
+            backup_.source().recheck();
             break;
     }
 }

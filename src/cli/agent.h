@@ -17,6 +17,7 @@
 #include "menu/menu_alert_feed.h"
 #include "menu/menu_alert_text.h"
 #include "menu/menu_bar_state.h"
+#include "menu/restic_job_form.h"
 #include "platform/linux/freedesktop_notifications.h"
 #include "platform/linux/linux_widget_host.h"
 #include "platform/linux/qt_main_executor.h"
@@ -66,6 +67,8 @@ private:
     void followStartAtLogin(MenuWindow& menuWindow);
     void showDuplicates();
     FirstRunFacts firstRunFacts();
+    // What "Add backup…" starts from.
+    ResticJobForm newJobForm() const;
     void perform(StepAction action);
     void act(MenuAlertAction action, const MenuAlert& alert);
 

@@ -4,13 +4,13 @@
 #include "insights/hog_scanner.h"
 #include "insights/hog_store.h"
 #include "menu/menu_alert_feed.h"
-#include "platform/demo/simulated_mac.h"
+#include "platform/demo/simulated_desktop.h"
 
 namespace kestrow {
 
 std::function<std::optional<std::int64_t>()> AlertSources::homeFreeBytes(
     bool demo, std::filesystem::path home) {
-    if (demo) return [] { return std::optional<std::int64_t>(SimulatedMac::kHomeFreeBytes); };
+    if (demo) return [] { return std::optional<std::int64_t>(SimulatedDesktop::kHomeFreeBytes); };
     return [home = std::move(home)] { return HogScanner::freeBytes(home); };
 }
 

@@ -52,39 +52,30 @@ BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
       shared_(sharedStore, widgets, log) {
     NetworkProbe* probe = &tcpProbe_;
     BackupVolumes* volumes = &mountedVolumes_;
-    FailureReasonLookup* reasons = &unsearchedReasons_;
-    TimeMachineTools* tools = nullptr;
+    processTools_ = std::make_unique<ProcessTimeMachineTools>(
+        ProcessTimeMachineTools::program(options_.environment), clock, log);
+    TimeMachineTools* tools = processTools_.get();
     if (options_.demo) {
-        demo_ = std::make_unique<SimulatedMac>(clock, mainExecutor);
-        tools = &demo_->tools();
+        demo_ = std::make_unique<SimulatedDesktop>(clock, mainExecutor, shared_);
         probe = &demo_->probe();
         volumes = &demo_->volumes();
-        reasons = &demo_->failureReasons();
-        shared_.store(demo_->preferences());
         // Put back at each start, so the demo always shows its missing-schedule card even after
         // someone pressed its button.
         StandardSettings(standardStore).setNightlyBackupEnabled(false);
-    } else {
-        processTools_ = std::make_unique<ProcessTimeMachineTools>(
-            ProcessTimeMachineTools::program(options_.environment), clock, log);
-        tools = processTools_.get();
     }
     const bool demo = options_.demo;
     timeMachine_ = std::make_unique<TimeMachineBackupSource>(TimeMachineBackupSource::Dependencies{
-        *tools, *reasons,
-        [this, tools, demo]() -> std::unique_ptr<PreferencesFile> {
-            if (demo) return nullptr;
+        *tools, unsearchedReasons_,
+        [this, tools]() -> std::unique_ptr<PreferencesFile> {
             return std::make_unique<PreferencesFile>(PreferencesFile::Dependencies{
                 settingsFile_, false, clock_, watcher_, *tools, shared_, log_});
         },
         [this, demo] {
             std::error_code ec;
-            return demo || std::filesystem::exists(settingsFile_, ec);
+            return !demo && std::filesystem::exists(settingsFile_, ec);
         }});
     const UserLocations locations = UserLocations::resolve(options_.environment);
-    // The demo keeps its jobs apart, so trying the editor there never touches the user's own.
-    const auto backups =
-        demo ? locations.demoFolder() / "backups" : locations.dataHome / "kestrow" / "backups";
+    const auto backups = locations.dataHome / "kestrow" / "backups";
     resticProcess_ = std::make_unique<ResticProcess>(
         ResticProcess::programFrom(options_.environment), clock, log);
     keyring_ = std::make_unique<QtKeychainSecretStore>();
@@ -96,10 +87,9 @@ BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
         locations.home, locations.dataHome, locations.cacheHome, log});
     dejaDup_ = std::make_unique<DejaDupSource>(DejaDupSource::Dependencies{
         dejaDupSettings_, processes_, launcher_, shared_, mainExecutor, log});
-    // The demo is a desktop of its own: the user's Déjà Dup is not part of it.
-    std::vector<BackupSource*> candidates{restic_.get()};
-    if (!demo) candidates.push_back(dejaDup_.get());
-    candidates.push_back(timeMachine_.get());
+    // The demo is a desktop of its own: none of the user's backups is part of it.
+    std::vector<BackupSource*> candidates{restic_.get(), dejaDup_.get(), timeMachine_.get()};
+    if (demo) candidates = {demo_.get()};
     active_ = std::make_unique<ActiveBackupSource>(std::move(candidates), shared_);
     model_ = std::make_unique<BackupStatusModel>(
         BackupStatusModel::Dependencies{clock,
@@ -122,6 +112,11 @@ BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
 BackupStack::~BackupStack() {
     sourceChanged_ = {};
     if (active_) active_->stop();
+}
+
+ResticJobEditor& BackupStack::jobEditor() {
+    if (demo_) return demo_->jobEditor();
+    return *jobEditing_;
 }
 
 std::unique_ptr<PreferencesFileHandle> BackupStack::startSources() {

@@ -11,7 +11,7 @@
 #include "backup/restic_job_editing.h"
 #include "backup/restic_source.h"
 #include "backup/time_machine_backup_source.h"
-#include "platform/demo/simulated_mac.h"
+#include "platform/demo/simulated_desktop.h"
 #include "platform/linux/backup/gsettings_deja_dup.h"
 #include "platform/linux/backup/restic_process.h"
 #include "platform/linux/detached_program_launcher.h"
@@ -54,7 +54,8 @@ public:
     BackupStatusModel& model() { return *model_; }
     ActiveBackupSource& source() { return *active_; }
     ResticSource& restic() { return *restic_; }
-    ResticJobEditor& jobEditor() { return *jobEditing_; }
+    // The demo's jobs are its own, in memory.
+    ResticJobEditor& jobEditor();
     bool demo() const { return demo_ != nullptr; }
     // The Time Machine settings file: KESTROW_TM_PLIST, else the system location.
     const std::filesystem::path& settingsFile() const { return settingsFile_; }
@@ -64,6 +65,8 @@ public:
     std::unique_ptr<PreferencesFileHandle> startSources();
     // False only while Time Machine is the source and its settings cannot be read.
     bool settingsReadable() const;
+    // Whether Déjà Dup is set up on this computer, whichever source is active.
+    bool dejaDupConfigured() { return !demo_ && dejaDup_->configured(); }
 
 private:
     class SetupHandle;
@@ -72,7 +75,7 @@ private:
     Clock& clock_;
     Logger log_;
     std::filesystem::path settingsFile_;
-    std::unique_ptr<SimulatedMac> demo_;
+    std::unique_ptr<SimulatedDesktop> demo_;
     std::unique_ptr<ProcessTimeMachineTools> processTools_;
     TcpNetworkProbe tcpProbe_;
     UnsearchedFailureReasonLookup unsearchedReasons_;

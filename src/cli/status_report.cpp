@@ -61,7 +61,6 @@ Json alertsJson(const std::vector<MenuAlert>& alerts, const Wording& wording) {
     return list;
 }
 
-
 }  // namespace
 
 nlohmann::ordered_json statusJson(const BackupStatusModel& model,

@@ -32,6 +32,7 @@ ResticJobForm ResticJobForm::forNewJob(const std::filesystem::path& home,
 
 ResticJobForm ResticJobForm::forJob(const ResticJob& job) {
     ResticJobForm form;
+    form.id = job.id;
     form.name = job.name;
     form.repository = job.repository;
     form.paths = job.paths;
@@ -71,6 +72,7 @@ std::optional<std::string> ResticJobForm::problem(std::string_view password,
 
 ResticJobEditor::AddRequest ResticJobForm::request(std::string password) const {
     ResticJobEditor::AddRequest request;
+    request.job.id = id;
     request.job.name = std::string(trimmed(name));
     request.job.repository = std::string(trimmed(repository));
     for (const std::string& path : paths) {

@@ -14,6 +14,8 @@ namespace kestrow {
 // What the restic job editor shows and how it turns into a request for the restic source. The
 // dialog only shows these fields and hands them back; everything that decides lives here.
 struct ResticJobForm {
+    // The job being edited; empty for a new one. Kept, so the edited job stays the same job.
+    std::string id;
     std::string name;
     std::string repository;
     std::vector<std::string> paths;

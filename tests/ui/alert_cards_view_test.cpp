@@ -22,7 +22,7 @@ namespace {
 // this Mac and a full backup disk.
 struct DemoAlerts : testing::DemoBackup {
     MenuAlertFeed feed{{model, standard, nullptr, nullptr,
-                        [] { return std::optional<std::int64_t>(SimulatedMac::kHomeFreeBytes); }}};
+                        [] { return std::optional<std::int64_t>(SimulatedDesktop::kHomeFreeBytes); }}};
     std::vector<std::pair<MenuAlertAction, MenuAlert>> pressed;
     MenuWindow menu{[] {}};
     AlertCardsView* cards = nullptr;

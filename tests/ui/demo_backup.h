@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/settings/settings_store.h"
-#include "platform/demo/simulated_mac.h"
+#include "platform/demo/simulated_desktop.h"
 #include "support/recording_log_sink.h"
 #include "support/temp_folder.h"
 #include "support/time_machine_fakes.h"
@@ -10,8 +10,8 @@
 
 namespace kestrow::testing {
 
-// The demo's simulated Mac behind a backup status model, in virtual time, with stores of its own:
-// what the menu's views are shown over.
+// The demo's simulated desktop behind a backup status model, in virtual time, with stores of its
+// own: what the menu's views are shown over.
 struct DemoBackup {
     TempFolder folder;
     RecordingLogSink sink;
@@ -21,21 +21,21 @@ struct DemoBackup {
     SettingsStore sharedStore{folder / "shared.plist", log};
     RecordingWidgetHost widgets;
     SharedPreferences shared{sharedStore, widgets, log};
-    SimulatedMac mac{scheduler, scheduler.mainExecutor()};
+    SimulatedDesktop desktop{scheduler, scheduler.mainExecutor(), shared};
     BackupStatusModel model{{scheduler,
                              scheduler.mainExecutor(),
                              shared,
                              standard,
-                             mac.tools(),
-                             mac.failureReasons(),
-                             mac.probe(),
-                             mac.volumes(),
+                             desktop,
+                             desktop.probe(),
+                             desktop.volumes(),
                              nullptr,
                              log,
                              BackupStatusModel::kMenuRingGeometry,
-                             {}}};
+                             {},
+                             true}};
 
-    DemoBackup() { shared.store(mac.preferences()); }
+    DemoBackup() { desktop.start(); }
 };
 
 }  // namespace kestrow::testing

@@ -202,6 +202,10 @@ NetworkProbe& SimulatedDesktop::probe() {
 BackupVolumes& SimulatedDesktop::volumes() {
     return parts_->volumes;
 }
+bool SimulatedDesktop::configured() {
+    return !jobEditor().jobs().empty();
+}
+
 ResticJobEditor& SimulatedDesktop::jobEditor() {
     return parts_->editor;
 }

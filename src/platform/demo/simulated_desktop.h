@@ -40,6 +40,8 @@ public:
     static constexpr std::int64_t kFailedExitStatus = 1;
 
     BackupSourceName name() const override { return {BackupSourceKind::restic, "restic"}; }
+    // While the demo has a job: removing the last one in the editor shows the unset-up desktop.
+    bool configured() override;
     void start() override;
     void stop() override;
     void liveStatus(std::function<void(LiveBackupReading)> done) override;
