@@ -171,7 +171,7 @@ TEST(AgentProcess, PublishesTheSettingsSnapshotAndTheDemoKeepsToItsOwnStores) {
     AgentProcess demo(home, {"--demo"}, "tm.plist");
     const auto demoStore = home / ".cache/kestrow/demo/QX7T2LM9KA.bar.vemb.orvel.plist";
     EXPECT_TRUE(
-        waitFor([&] { return snapshotMentions(demoStore, "Vault"); }, std::chrono::seconds(20)));
+        waitFor([&] { return snapshotMentions(demoStore, "Backup Disk"); }, std::chrono::seconds(20)));
     demo.signal(SIGTERM);
     EXPECT_EQ(demo.waitForExit(std::chrono::seconds(20)), 0);
     EXPECT_EQ(readFile(sharedStore), before);

@@ -69,7 +69,7 @@ TEST(FirstRunSteps, OnLinuxWithoutABackupTheFirstStepCreatesOneAndTheWindowSaysS
                                 "System Settings", "Time Machine"})
         EXPECT_FALSE(anyContains(content, macWord)) << macWord;
     EXPECT_EQ(content.headline, "Know your computer is backed up. Keep your servers mounted.");
-    EXPECT_EQ(content.footer, "Kestrow lives in your tray — look for the rings.");
+    EXPECT_EQ(content.footer, "Kestrow lives in your system tray — look for the rings.");
     EXPECT_EQ(content.steps[1].action, StepAction::enableStartAtLaunch);
     EXPECT_EQ(content.steps[2].action, StepAction::addServer);
     EXPECT_EQ(content.steps[3].action, StepAction::viewWidgetInstructions);

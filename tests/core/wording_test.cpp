@@ -152,8 +152,8 @@ TEST(Wording, SaysTheSourcesNameAndTheLinuxNounsInPlace) {
     const Wording none = Wording::linux(std::nullopt);
     const Wording timeMachine = Wording::linux("Time Machine");
 
-    // A name that opens a sentence opens it capitalised.
-    EXPECT_EQ(restic("Time Machine didn't say why (code 19)"), "Restic didn't say why (code 19)");
+    // A source's name keeps its own case even where it opens a sentence: restic is "restic".
+    EXPECT_EQ(restic("Time Machine didn't say why (code 19)"), "restic didn't say why (code 19)");
     EXPECT_EQ(none("Time Machine didn't say why (code 19)"), "The backup didn't say why (code 19)");
     EXPECT_EQ(none("Kestrow can't read the Time Machine settings."),
               "Kestrow can't read the backup settings.");

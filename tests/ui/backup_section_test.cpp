@@ -38,7 +38,7 @@ struct DemoMenu : testing::DemoBackup {
     }
 };
 
-TEST(BackupSection, ShowsTheVerdictRingsAndProgressOfTheDemoMac) {
+TEST(BackupSection, ShowsTheVerdictRingsAndProgressOfTheDemoDesktop) {
     DemoMenu demo;
     demo.menu.showNear(QRect());
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&demo.menu));
@@ -47,13 +47,14 @@ TEST(BackupSection, ShowsTheVerdictRingsAndProgressOfTheDemoMac) {
     const ProtectionVerdict& verdict = demo.model.verdict.get();
     ASSERT_EQ(verdict.state, ProtectionState::protected_);
     EXPECT_EQ(demo.section->headline().text(), QString::fromStdString(verdict.reasons.front()));
-    EXPECT_EQ(demo.section->details().text(), QStringLiteral("Backup in progress"));
+    EXPECT_TRUE(demo.section->details().text().startsWith(QStringLiteral("Backup in progress")));
+    EXPECT_TRUE(demo.section->details().text().contains(
+        QString::fromUtf8(SimulatedDesktop::kFailureReason)));
     EXPECT_TRUE(demo.section->progress().isVisible());
     EXPECT_TRUE(demo.section->progress().text().startsWith(
         QStringLiteral("Backing up — copying files · ")));
     EXPECT_EQ(demo.section->rings().model(), demo.model.rings.get());
     EXPECT_EQ(demo.section->rings().tint(), RingsView::Tint::good);
-    EXPECT_EQ(demo.model.rings.get().failedCount, 1);
 
     demo.section->historyToggle().click();
     EXPECT_TRUE(demo.section->history().isVisible());
@@ -61,11 +62,6 @@ TEST(BackupSection, ShowsTheVerdictRingsAndProgressOfTheDemoMac) {
 
     const QImage shot = demo.menu.grab().toImage();
     ASSERT_TRUE(shot.save(testing::screenshotPath(QStringLiteral("menu_backup.png"))));
-    const QRect rings =
-        testing::areaInGrab(demo.section->rings(), demo.menu, shot.devicePixelRatio());
-    EXPECT_GT(
-        testing::countPixels(shot, rings, [](QColor c) { return c == RingsView::failedColor(); }),
-        0);
 }
 
 TEST(BackupSection, BackUpNowShowsItIsStartingUntilTheBackupRuns) {
@@ -79,7 +75,7 @@ TEST(BackupSection, BackUpNowShowsItIsStartingUntilTheBackupRuns) {
     EXPECT_FALSE(demo.section->backUpNow().isEnabled());
     EXPECT_EQ(demo.section->backUpNow().text(), QStringLiteral("Starting…"));
 
-    // The simulated Mac is already backing up, so the first check finds the backup running.
+    // The simulated desktop is already backing up, so the first check finds the backup running.
     demo.scheduler.advance(2.0);
     EXPECT_FALSE(demo.model.starting.get());
     EXPECT_TRUE(demo.section->backUpNow().isEnabled());
@@ -91,18 +87,18 @@ TEST(BackupSection, BackUpNowShowsItIsStartingUntilTheBackupRuns) {
 TEST(BackupSection, ChangingTheThresholdReEvaluatesAndStoresTheSnapshotAgain) {
     DemoMenu demo;
     demo.section->show();
-    demo.scheduler.advance(600.0);  // the newest backup is now 65 minutes old
+    demo.scheduler.advance(600.0);  // the newest backup is now 2 hours 18 minutes old
     ASSERT_EQ(demo.model.verdict.get().state, ProtectionState::protected_);
     EXPECT_EQ(demo.section->threshold().value(), 24);
     const std::size_t reloads = demo.widgets.reloads.size();
 
-    demo.section->threshold().setValue(1);
-    EXPECT_EQ(demo.sharedStore.realValue("protectedThresholdHours"), 1.0);
+    demo.section->threshold().setValue(2);
+    EXPECT_EQ(demo.sharedStore.realValue("protectedThresholdHours"), 2.0);
     EXPECT_EQ(demo.model.verdict.get().state, ProtectionState::aging) << "without waiting";
-    EXPECT_EQ(demo.model.rings.get().thresholdHours, 1.0);
+    EXPECT_EQ(demo.model.rings.get().thresholdHours, 2.0);
     const auto snapshot = demo.shared.load();
     ASSERT_TRUE(snapshot);
-    EXPECT_EQ(snapshot->protectedThresholdHours, 1.0);
+    EXPECT_EQ(snapshot->protectedThresholdHours, 2.0);
     EXPECT_GT(demo.widgets.reloads.size(), reloads) << "the widgets were told";
 
     demo.section->threshold().setValue(24);
@@ -229,7 +225,7 @@ TEST(BackupSection, AddAndEditOpenTheEditorAndASavedJobJoinsTheList) {
 TEST(BackupSection, WithoutAnEditorThereIsNoJobList) {
     DemoMenu demo;
     EXPECT_EQ(demo.section->jobs(), nullptr);
-    EXPECT_EQ(demo.section->source().text(), QStringLiteral("No backup is set up"));
+    EXPECT_EQ(demo.section->source().text(), QStringLiteral("Backups by restic"));
 }
 
 }  // namespace
