@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <type_traits>
 
 #include "app/settings/shared_settings.h"
 #include "app/settings/standard_settings.h"
+#include "support/ascii_case.h"
 
 namespace kestrow {
 namespace {
@@ -326,18 +328,37 @@ void BackupStatusModel::checkStarted(double acceptedAt) {
         }));
 }
 
-std::optional<std::uint16_t> BackupStatusModel::portOf(const std::string& url) {
+namespace {
+
+// What lies between "scheme://" and the path, without any "user@"; nothing without a scheme.
+std::optional<std::string> authorityOf(const std::string& url) {
     const auto scheme = url.find("://");
     if (scheme == std::string::npos) return std::nullopt;
     std::string authority = url.substr(scheme + 3);
     authority = authority.substr(0, authority.find_first_of("/?#"));
     if (const auto at = authority.rfind('@'); at != std::string::npos)
         authority = authority.substr(at + 1);
-    const auto close = authority.rfind(']');
-    const auto colon = authority.rfind(':');
-    if (colon == std::string::npos || (close != std::string::npos && colon < close))
-        return std::nullopt;
-    const std::string digits = authority.substr(colon + 1);
+    return authority;
+}
+
+}  // namespace
+
+std::optional<std::uint16_t> BackupStatusModel::portOf(const std::string& url) {
+    const auto authority = authorityOf(url);
+    if (!authority) return std::nullopt;
+    const auto close = authority->rfind(']');
+    const auto colon = authority->rfind(':');
+    if (colon == std::string::npos || (close != std::string::npos && colon < close)) {
+        // No port of its own: the scheme's, so a Déjà Dup server over SSH is not probed on
+        // the file-sharing port.
+        static const std::map<std::string, std::uint16_t> kSchemePorts{
+            {"sftp", 22},   {"ssh", 22}, {"dav", 80},  {"http", 80}, {"davs", 443},
+            {"https", 443}, {"ftp", 21}, {"afp", 548}, {"smb", 445}, {"cifs", 445}};
+        const auto it = kSchemePorts.find(asciiLowercase(url.substr(0, url.find("://"))));
+        if (it == kSchemePorts.end()) return std::nullopt;
+        return it->second;
+    }
+    const std::string digits = authority->substr(colon + 1);
     if (digits.empty() || digits.size() > 5 ||
         digits.find_first_not_of("0123456789") != std::string::npos)
         return std::nullopt;
@@ -347,12 +368,9 @@ std::optional<std::uint16_t> BackupStatusModel::portOf(const std::string& url) {
 }
 
 std::optional<std::string> BackupStatusModel::hostOf(const std::string& url) {
-    const auto scheme = url.find("://");
-    if (scheme == std::string::npos) return std::nullopt;
-    std::string authority = url.substr(scheme + 3);
-    authority = authority.substr(0, authority.find_first_of("/?#"));
-    if (const auto at = authority.rfind('@'); at != std::string::npos)
-        authority = authority.substr(at + 1);
+    const auto found = authorityOf(url);
+    if (!found) return std::nullopt;
+    const std::string& authority = *found;
     std::string host;
     if (!authority.empty() && authority.front() == '[') {
         const auto close = authority.find(']');

@@ -109,8 +109,8 @@ public:
 
     // The host of an smb:// (or similar) URL; nothing when it names none.
     static std::optional<std::string> hostOf(const std::string& url);
-    // The port an URL names explicitly ("sftp://host:2222"); nothing when it names none, and the
-    // file-sharing port is probed.
+    // The port to probe for an URL: the one it names ("sftp://host:2222"), else its scheme's
+    // usual one; nothing for an unknown scheme, and the file-sharing port is probed.
     static std::optional<std::uint16_t> portOf(const std::string& url);
 
 private:

@@ -20,7 +20,7 @@
 #include <algorithm>
 
 #include "ui/color_blend.h"
-#include "ui/rings_view.h"
+#include "ui/error_label.h"
 
 namespace kestrow {
 namespace {
@@ -126,12 +126,7 @@ ResticJobEditorDialog::ResticJobEditorDialog(ResticJobEditor& editor, const Rest
     scroll_->setWidget(fields_);
 
     error_->setObjectName(QStringLiteral("error"));
-    error_->setWordWrap(true);
-    error_->setTextFormat(Qt::PlainText);
-    QPalette errorPalette = error_->palette();
-    errorPalette.setColor(QPalette::WindowText, RingsView::failedColor());
-    error_->setPalette(errorPalette);
-    error_->hide();
+    makeErrorLabel(error_);
     // Busy: how long it takes is not known, only that it is working.
     progress_->setRange(0, 0);
     progress_->setTextVisible(false);

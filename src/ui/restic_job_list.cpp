@@ -6,8 +6,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "ui/error_label.h"
 #include "ui/restic_job_editor_dialog.h"
-#include "ui/rings_view.h"
 
 namespace kestrow {
 namespace {
@@ -46,12 +46,7 @@ ResticJobList::ResticJobList(Dependencies dependencies, QWidget* parent)
     if (!d_.confirmRemove) d_.confirmRemove = askInMessageBox;
     add_->setAutoDefault(false);
     add_->setFocusPolicy(Qt::NoFocus);
-    error_->setWordWrap(true);
-    error_->setTextFormat(Qt::PlainText);
-    QPalette errorPalette = error_->palette();
-    errorPalette.setColor(QPalette::WindowText, RingsView::failedColor());
-    error_->setPalette(errorPalette);
-    error_->hide();
+    makeErrorLabel(error_);
 
     rowsLayout_->setContentsMargins(0, 0, 0, 0);
     rowsLayout_->setSpacing(0);

@@ -227,7 +227,19 @@ TEST(BackupStatusModelTest, ProbesTheShareHostAndOnlyTheNewestProbeCounts) {
     EXPECT_FALSE(rig.hasReason("Backup destination is offline"));
 }
 
-TEST(BackupStatusModelTest, HostOfAShareURL) {
+TEST(BackupStatusModelTest, HostAndPortOfADestinationURL) {
+    // A repository server names its own port; a server over SSH without one is probed on SSH's,
+    // never on the file-sharing port, and an IPv6 address's colons are not a port.
+    EXPECT_EQ(BackupStatusModel::portOf("rest://backup.lan:8000"),
+              std::optional<std::uint16_t>(8000));
+    EXPECT_EQ(BackupStatusModel::portOf("sftp://ann:pw@nas/srv/restic"),
+              std::optional<std::uint16_t>(22));
+    EXPECT_EQ(BackupStatusModel::portOf("SMB://nas/Backups"), std::optional<std::uint16_t>(445));
+    EXPECT_EQ(BackupStatusModel::portOf("afp://[fe80::1]/Backups"),
+              std::optional<std::uint16_t>(548));
+    EXPECT_EQ(BackupStatusModel::portOf("s3://bucket"), std::nullopt);
+    EXPECT_EQ(BackupStatusModel::portOf("smb://nas:99999/x"), std::nullopt);
+
     EXPECT_EQ(BackupStatusModel::hostOf("smb://nas.local:445/Backups"), "nas.local");
     EXPECT_EQ(BackupStatusModel::hostOf("smb://kim:p@ss@nas.local/Backups"), "nas.local");
     EXPECT_EQ(BackupStatusModel::hostOf("afp://[fe80::1]:548/Backups"), "fe80::1");

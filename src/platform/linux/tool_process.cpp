@@ -174,16 +174,18 @@ void ToolProcess::report() {
     if (done) done(std::move(result));
 }
 
-// For a process that outlived its kill: it deletes itself once it is finally gone instead of
-// blocking whoever destroys this runner.
+void letGoOfProcess(QProcess*& process, QObject* owner) {
+    if (process == nullptr) return;
+    QProcess* gone = process;
+    process = nullptr;
+    gone->disconnect(owner);
+    gone->setParent(nullptr);
+    QObject::connect(gone, &QProcess::finished, gone, &QObject::deleteLater);
+    if (gone->state() == QProcess::NotRunning) gone->deleteLater();
+}
+
 void ToolProcess::letGoOfProcess() {
-    if (process_ == nullptr) return;
-    QProcess* process = process_;
-    process_ = nullptr;
-    process->disconnect(this);
-    process->setParent(nullptr);
-    connect(process, &QProcess::finished, process, &QObject::deleteLater);
-    if (process->state() == QProcess::NotRunning) process->deleteLater();
+    kestrow::letGoOfProcess(process_, this);
 }
 
 }  // namespace kestrow

@@ -12,6 +12,10 @@ class QTimer;
 
 namespace kestrow {
 
+// Lets go of a process that outlived its kill: it deletes itself once it is finally gone, instead
+// of blocking whoever destroys its owner. `process` is left null.
+void letGoOfProcess(QProcess*& process, QObject* owner);
+
 // How one run of an external tool ended.
 struct ToolResult {
     // tooMuchOutput: it wrote more than kOutputLimit and was stopped there.

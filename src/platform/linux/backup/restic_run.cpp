@@ -332,16 +332,8 @@ void ResticRun::report() {
     done(std::move(*ending_));
 }
 
-// For a process that outlived its kill: it deletes itself once it is finally gone instead of
-// blocking whoever destroys this run.
 void ResticRun::letGoOfProcess() {
-    if (process_ == nullptr) return;
-    QProcess* process = process_;
-    process_ = nullptr;
-    process->disconnect(this);
-    process->setParent(nullptr);
-    connect(process, &QProcess::finished, process, &QObject::deleteLater);
-    if (process->state() == QProcess::NotRunning) process->deleteLater();
+    kestrow::letGoOfProcess(process_, this);
 }
 
 }  // namespace kestrow
