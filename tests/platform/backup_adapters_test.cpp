@@ -49,6 +49,18 @@ TEST(QtFileWatcher, FollowsTheFileThroughAtomicReplacesAndIgnoresItsNeighbours) 
     EXPECT_TRUE(testing::waitUntil([&] { return changes > before; }));
 }
 
+// A restic repository's snapshots/ folder gains a file with every new snapshot: watching the
+// folder must tell of that, as the snapshot listing is refreshed on it.
+TEST(QtFileWatcher, AWatchedFolderTellsOfAFileAddedInIt) {
+    testing::TempFolder folder;
+    std::filesystem::create_directories(folder / "repo" / "snapshots");
+    QtFileWatcher watcher;
+    int changes = 0;
+    const auto watch = watcher.watch(folder / "repo" / "snapshots", [&] { ++changes; });
+    folder.write("repo/snapshots/5f1c0b7a", "snapshot");
+    EXPECT_TRUE(testing::waitUntil([&] { return changes > 0; }));
+}
+
 TEST(QtFileWatcher, StopsCallingOnceTheWatchIsGone) {
     testing::TempFolder folder;
     folder.write("settings.plist", "one");
