@@ -173,6 +173,8 @@ std::vector<std::string> ResticSource::dueJobs(
 
 void ResticSource::checkAutomatic() {
     if (!started_) return;
+    // `kestrow backup-now` may have backed a job up from another process since.
+    attempts_ = ledger_.load();
     for (const std::string& id : dueJobs(jobs_, attempts_, d_.clock.now())) enqueue(id);
     runNext();
     automaticTask_ = d_.mainExecutor.postAfter(kAutomaticCheckSeconds, guarded([this] {

@@ -180,6 +180,15 @@ TEST(ResticSourceTest, AutomaticJobsBackUpHourlyAndManualOnesNever) {
     EXPECT_EQ(rig.backups().size(), 1u);  // within the hour of the last attempt
     rig.base.scheduler.advance(700);
     EXPECT_EQ(rig.backups().size(), 2u);
+    rig.restic.finish(rig.backups()[1], {kSummaryLine}, exited(0));
+
+    // The command line backed the job up from a process of its own: the ledger they share
+    // says so, and the hour starts again from there.
+    rig.base.scheduler.advance(3000);
+    AttemptLedger(rig.base.folder / "data" / "attempts.jsonl")
+        .finish({"auto", rig.base.scheduler.now(), rig.base.scheduler.now(), 0});
+    rig.base.scheduler.advance(700);
+    EXPECT_EQ(rig.backups().size(), 2u);
     for (const auto index : rig.backups())
         EXPECT_NE(rig.restic.call(index).invocation.repository, rig.jobs[1].repository);
 }
