@@ -28,6 +28,7 @@ ResticSource::ResticSource(Dependencies dependencies)
 
 ResticSource::~ResticSource() {
     alive_.reset();
+    watches_.clear();
     stop();
 }
 
@@ -67,7 +68,7 @@ void ResticSource::stop() {
     if (listingTask_) d_.mainExecutor.cancel(*listingTask_);
     automaticTask_.reset();
     listingTask_.reset();
-    watches_.clear();
+    releaseWatches();
     queue_.clear();
     if (current_) {
         // Dropping the run stops restic (it removes its own lock); the ledger says why it ended.
@@ -95,7 +96,7 @@ void ResticSource::reloadJobs() {
 }
 
 void ResticSource::watchRepositories() {
-    watches_.clear();
+    releaseWatches();
     watches_.push_back(d_.watcher.watch(store_.file(), guarded([this] { reloadJobs(); })));
     for (const ResticJob& job : jobs_) {
         const auto place = ResticRepository::classify(
@@ -110,6 +111,16 @@ void ResticSource::watchRepositories() {
                                                 })));
         }
     }
+}
+
+void ResticSource::releaseWatches() {
+    // This often runs inside one of these watches' own callbacks (the jobs file changed): they
+    // go once that callback has returned, never under it.
+    if (watches_.empty()) return;
+    auto old =
+        std::make_shared<std::vector<std::unique_ptr<FileWatcher::Watch>>>(std::move(watches_));
+    watches_.clear();
+    d_.mainExecutor.post([old] {});
 }
 
 std::optional<ResticJob> ResticSource::jobNamed(const std::string& id) const {

@@ -109,6 +109,7 @@ private:
     void finishCurrent(const ResticEnding& ending);
     void endCurrent(BackupAttempt attempt);
     void watchRepositories();
+    void releaseWatches();
     bool lockedBySomeoneElse(const ResticJob& job) const;
     std::optional<ResticJob> jobNamed(const std::string& id) const;
     template <typename F>
