@@ -18,6 +18,12 @@ std::optional<std::string> probeURLOf(const ResticRepositoryPlace& place) {
     return place.scheme + "://" + host + (place.port ? ":" + std::to_string(*place.port) : "");
 }
 
+// Where a repository lives, without reading the mount table: only an ended attempt needs to tell
+// an unplugged drive from a missing repository, and this runs on the live poll.
+ResticRepositoryPlace placeOf(const std::string& repository) {
+    return ResticRepository::classify(repository, std::string_view());
+}
+
 }  // namespace
 
 ResticSource::ResticSource(Dependencies dependencies)
@@ -99,8 +105,7 @@ void ResticSource::watchRepositories() {
     releaseWatches();
     watches_.push_back(d_.watcher.watch(store_.file(), guarded([this] { reloadJobs(); })));
     for (const ResticJob& job : jobs_) {
-        const auto place = ResticRepository::classify(
-            job.repository, d_.mountInfo ? d_.mountInfo() : std::string());
+        const auto place = placeOf(job.repository);
         for (const auto& folder : place.watch) {
             watches_.push_back(d_.watcher.watch(folder, guarded([this, id = job.id] {
                                                     if (const auto named = jobNamed(id))
@@ -144,7 +149,6 @@ void ResticSource::publish() {
         changed.emit();
         return;
     }
-    const std::string mountInfo = d_.mountInfo ? d_.mountInfo() : std::string();
     std::vector<ResticJobRecord> records;
     for (const ResticJob& job : jobs_) {
         ResticJobRecord record{job, {}, {}, {}, std::nullopt, std::nullopt};
@@ -156,7 +160,7 @@ void ResticSource::publish() {
             record.snapshotIds = listing->ids;
             record.listedAt = listing->listedAt;
         }
-        record.probeURL = probeURLOf(ResticRepository::classify(job.repository, mountInfo));
+        record.probeURL = probeURLOf(placeOf(job.repository));
         records.push_back(std::move(record));
     }
     d_.shared.store(ResticPreferences::make(records));
@@ -320,8 +324,7 @@ void ResticSource::endCurrent(BackupAttempt attempt) {
 }
 
 bool ResticSource::lockedBySomeoneElse(const ResticJob& job) const {
-    const auto place =
-        ResticRepository::classify(job.repository, d_.mountInfo ? d_.mountInfo() : std::string());
+    const auto place = placeOf(job.repository);
     if (!place.local) return false;
     std::error_code ec;
     const auto now = std::filesystem::file_time_type::clock::now();

@@ -15,19 +15,16 @@ namespace {
 
 // Enough of standard error to say what went wrong; a chatty tool cannot grow it without end.
 constexpr std::size_t kErrorTextLimit = 4096;
-// A killed process is normally gone within milliseconds. One stuck in the kernel (a hung
-// network mount) may never go, and the caller still deserves its answer.
-constexpr int kReapMilliseconds = 2000;
 // QTimer counts in int milliseconds; about 23 days stands in for "no limit".
 constexpr double kLongestLimitSeconds = 2e6;
+
+}  // namespace
 
 int limitMilliseconds(double seconds) {
     const double clamped =
         std::isnan(seconds) ? 0.0 : std::clamp(seconds, 0.0, kLongestLimitSeconds);
     return static_cast<int>(std::ceil(clamped * 1000.0));
 }
-
-}  // namespace
 
 // Qt names the system call that failed ("execvp: No such file or directory"); the reason alone
 // is what a person can act on.

@@ -12,6 +12,14 @@ class QTimer;
 
 namespace kestrow {
 
+// A killed process is normally gone within milliseconds. One stuck in the kernel (a hung network
+// mount) may never go, and the caller still deserves its answer: this long is waited, no longer.
+inline constexpr int kReapMilliseconds = 2000;
+
+// A time limit in seconds as QTimer's int milliseconds; about 23 days stands in for "no limit",
+// and nonsense (NaN, negative) for none at all.
+int limitMilliseconds(double seconds);
+
 // Lets go of a process that outlived its kill: it deletes itself once it is finally gone, instead
 // of blocking whoever destroys its owner. `process` is left null.
 void letGoOfProcess(QProcess*& process, QObject* owner);

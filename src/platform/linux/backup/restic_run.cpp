@@ -21,19 +21,8 @@
 namespace kestrow {
 namespace {
 
-// A process killed with SIGKILL is normally gone within milliseconds; one stuck in the kernel
-// (a hung network mount) may never go, and the caller still deserves its answer.
-constexpr int kReapMilliseconds = 2000;
-// QTimer counts in int milliseconds; about 23 days stands in for "no limit".
-constexpr double kLongestLimitSeconds = 2e6;
 // restic's own exit status for "interrupted by SIGINT".
 constexpr int kInterruptedExitCode = 130;
-
-int milliseconds(double seconds) {
-    const double clamped =
-        std::isnan(seconds) ? 0.0 : std::clamp(seconds, 0.0, kLongestLimitSeconds);
-    return static_cast<int>(std::ceil(clamped * 1000.0));
-}
 
 void wipe(std::string& text) {
     ::explicit_bzero(text.data(), text.size());
@@ -213,7 +202,8 @@ void ResticRun::launch(const std::string& program, ResticInvocation& invocation)
         conclude(ResticEnding{kind, -1, 0, {}});
     });
 
-    if (invocation.timeLimitSeconds > 0) limit_->start(milliseconds(invocation.timeLimitSeconds));
+    if (invocation.timeLimitSeconds > 0)
+        limit_->start(limitMilliseconds(invocation.timeLimitSeconds));
     process_->start();
     // The child has its copies now (or never will); ours only kept the pipes alive until then.
     for (const int descriptor : childDescriptors_) ::close(descriptor);
@@ -291,7 +281,7 @@ void ResticRun::interrupt() {
     // Until QProcess has reaped restic its pid cannot be reused, so the ids name only it.
     const qint64 pid = process_->processId();
     if (pid > 1) ::kill(static_cast<pid_t>(pid), SIGINT);
-    grace_->start(milliseconds(kStopGraceSeconds));
+    grace_->start(limitMilliseconds(kStopGraceSeconds));
 }
 
 void ResticRun::killGroup() {
