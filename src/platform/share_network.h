@@ -27,9 +27,10 @@ public:
 class ServiceBrowser {
 public:
     virtual ~ServiceBrowser() = default;
-    // Whether a service instance named `baseName` (compared case-insensitively) is announced,
-    // looking for at most `timeoutSeconds`.
-    virtual bool isAnnounced(const std::string& baseName, double timeoutSeconds) = 0;
+    // The address of the service instance named `baseName` (compared case-insensitively), when
+    // one is announced within `timeoutSeconds`. Linux mounts cannot go through the service name
+    // itself, so the announcement is resolved to the address the mount then uses.
+    virtual std::optional<std::string> find(const std::string& baseName, double timeoutSeconds) = 0;
 };
 
 // Name to addresses (getaddrinfo). Blocking; none when the name does not resolve.
