@@ -122,6 +122,14 @@ TEST(ShareEditorRules, TheKeychainSentenceSpeaksOfTheKeyringOnLinux) {
               "The password is securely stored in the keyring.");
     EXPECT_EQ(Wording::exact()(ShareEditorText::kPasswordNote),
               "The password is securely stored in the macOS Keychain.");
+    using namespace ShareEditorText;
+    for (const char* text :
+         {kCredentialsHeading, kPasswordNote, kHostPlaceholder, kNamePlaceholder, kUserPlaceholder,
+          kAutoMount, kVpnHelp, kNotConfigured, kEmptyList, kSectionHelp}) {
+        const std::string shown = Wording::linux(std::nullopt)(text);
+        for (const char* macWord : {"Mac", "Keychain", "Finder", "System Settings"})
+            EXPECT_EQ(shown.find(macWord), std::string::npos) << shown;
+    }
 }
 
 }  // namespace
