@@ -56,7 +56,7 @@ FirstRunContent firstRunContent(const FirstRunFacts& facts, const Wording& wordi
         StepCard{3, "Network Shares",
                  "Network shares you add are mounted automatically and reconnected after sleep or "
                  "network changes.",
-                 "Add Server…", facts.hasShares, StepAction::addServer, false},
+                 "Add Server…", facts.hasShares, StepAction::addServer, facts.canAddServers},
         StepCard{4, "Widgets",
                  "See your backup protection at a glance on the desktop or in Notification Center.",
                  "View Instructions", false, StepAction::viewWidgetInstructions, true},

@@ -28,7 +28,7 @@ struct StepCard {
     std::string buttonTitle;
     bool done = false;
     StepAction action = StepAction::grantAccess;
-    // False where the button has nothing to do yet (the share editor is not part of this build).
+    // False where the button has nothing to do (no share editor to open).
     bool buttonEnabled = true;
     // False once pressing it again would have nothing left to do.
     bool buttonShown = true;
@@ -51,6 +51,8 @@ struct FirstRunFacts {
     bool accessAsked = false;
     bool startAtLaunchEnabled = false;
     bool hasShares = false;
+    // A share editor is there to open (the desktop side has the share manager).
+    bool canAddServers = false;
     // Present on Linux: the backup step replaces the access step, and every text is worded for
     // Linux and the active source.
     std::optional<BackupSetupFacts> backupSetup{};

@@ -4,9 +4,6 @@
 #include <QDBusConnection>
 #include <QEventLoop>
 
-#include <termios.h>
-#include <unistd.h>
-
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -16,6 +13,7 @@
 #include "cli/backup_stack.h"
 #include "cli/command_application.h"
 #include "cli/one_shot_backup_stack.h"
+#include "cli/password_input.h"
 #include "support/iso_date.h"
 
 namespace kestrow {
@@ -103,27 +101,6 @@ int listJobs(const CommandContext& context, bool json) {
     return kExitDone;
 }
 
-// One line from standard input, without echo when a person types it.
-std::optional<std::string> readPassword() {
-    termios saved{};
-    const bool terminal = isatty(STDIN_FILENO) && tcgetattr(STDIN_FILENO, &saved) == 0;
-    if (terminal) {
-        std::cerr << "Repository password: " << std::flush;
-        termios quiet = saved;
-        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
-    }
-    std::string line;
-    const bool read = static_cast<bool>(std::getline(std::cin, line));
-    if (terminal) {
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
-        std::cerr << "\n";
-    }
-    if (!read) return std::nullopt;
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    return line;
-}
-
 int addJob(const CommandContext& context) {
     ResticJobEditor::AddRequest request;
     const auto& args = context.arguments;
@@ -155,7 +132,7 @@ int addJob(const CommandContext& context) {
         context.err << "kestrow backups add: --name and --repository are needed\n" << kBackupsUsage;
         return kExitUsage;
     }
-    auto password = readPassword();
+    auto password = readSecretLine("Repository password: ");
     if (!password || password->empty()) {
         context.err << "kestrow backups add: no password was given on standard input\n";
         return kExitFailed;

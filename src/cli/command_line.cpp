@@ -11,6 +11,7 @@
 #include "cli/duplicates_command.h"
 #include "cli/hogs_command.h"
 #include "cli/settings_command.h"
+#include "cli/shares_stack.h"
 #include "cli/sizes_command.h"
 #include "cli/startup_items_command.h"
 #include "cli/status_command.h"
@@ -40,6 +41,13 @@ const char* const kUsage =
     "       kestrow drive-health [--json]     SMART status of this machine's and the backup disk\n"
     "       kestrow unused-apps [--json]      applications not opened for 180 days\n"
     "       kestrow startup-items [--json]    what starts with the session or the system\n"
+    "       kestrow shares [--json]           the network shares and whether they are connected\n"
+    "       kestrow shares add --protocol smb|webdav --host HOST --share NAME [--port N]\n"
+    "                          [--user USER] [--scheme https|http] [--name NAME]\n"
+    "                          [--no-auto-mount] [--password-stdin]   add a share\n"
+    "       kestrow shares remove ID|NAME     remove a share and its password\n"
+    "       kestrow shares mount ID|NAME [--wait]   connect a share\n"
+    "       kestrow shares unmount ID|NAME    disconnect a share Kestrow connected\n"
     "       kestrow settings [--json]         every setting with its effective value\n"
     "       kestrow settings set KEY VALUE    store one setting in its own type\n"
     "       kestrow settings unset KEY        remove one setting\n"
@@ -78,6 +86,7 @@ int runCommandLine(int argc, char** argv) {
     if (command == "drive-health") return runDriveHealthCommand(context);
     if (command == "unused-apps") return runUnusedAppsCommand(context);
     if (command == "startup-items") return runStartupItemsCommand(context);
+    if (command == "shares") return runSharesCommandLine(context);
     std::cerr << "kestrow: unknown command '" << command << "'\n" << kUsage;
     return kExitUsage;
 }

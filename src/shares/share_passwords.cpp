@@ -13,14 +13,22 @@ void SharePasswords::getPassword(const std::string& id,
     });
 }
 
-void SharePasswords::savePassword(const std::string& password, const std::string& id) {
-    if (password.empty()) return;
+void SharePasswords::savePassword(const std::string& password, const std::string& id,
+                                  std::function<void()> done) {
+    if (password.empty()) {
+        if (done) done();
+        return;
+    }
     // The store replaces an existing item and adds one only when there is none.
-    store_.write(kService, id, password, [](SecretAnswer) {});
+    store_.write(kService, id, password, [done = std::move(done)](SecretAnswer) {
+        if (done) done();
+    });
 }
 
-void SharePasswords::deletePassword(const std::string& id) {
-    store_.remove(kService, id, [](SecretAnswer) {});
+void SharePasswords::deletePassword(const std::string& id, std::function<void()> done) {
+    store_.remove(kService, id, [done = std::move(done)](SecretAnswer) {
+        if (done) done();
+    });
 }
 
 }  // namespace kestrow

@@ -20,8 +20,11 @@ public:
     // `done` runs on the main executor.
     void getPassword(const std::string& id, std::function<void(std::optional<std::string>)> done);
     // Stores nothing for an empty password, so an edit with an empty field keeps the stored one.
-    void savePassword(const std::string& password, const std::string& id);
-    void deletePassword(const std::string& id);
+    // `done` (optional) runs once the keyring has answered, so a process that ends right after
+    // can wait for it.
+    void savePassword(const std::string& password, const std::string& id,
+                      std::function<void()> done = {});
+    void deletePassword(const std::string& id, std::function<void()> done = {});
 
 private:
     SecretStore& store_;

@@ -19,7 +19,8 @@ struct UiShell::Subscriptions {
 
 UiShell::UiShell(MenuBarState& menu, std::function<FirstRunFacts()> readFirstRunFacts,
                  std::function<void(StepAction)> performStep, std::function<void()> quit,
-                 ResticJobEditor* jobEditor, ResticJobForm newJob, QObject* parent)
+                 ResticJobEditor* jobEditor, ResticJobForm newJob, ShareControl* shares,
+                 VPNServicesObservable* vpns, QObject* parent)
     : QObject(parent),
       menu_(menu),
       readFirstRunFacts_(std::move(readFirstRunFacts)),
@@ -27,6 +28,8 @@ UiShell::UiShell(MenuBarState& menu, std::function<FirstRunFacts()> readFirstRun
       quit_(std::move(quit)),
       jobEditor_(jobEditor),
       newJob_(std::move(newJob)),
+      shares_(shares),
+      vpns_(vpns),
       normalIcon_(RingsIcon::icon(RingsIcon::Variant::normal)),
       attentionIcon_(RingsIcon::icon(RingsIcon::Variant::attention)),
       menuWindow_(std::make_unique<MenuWindow>([this] {
@@ -37,6 +40,7 @@ UiShell::UiShell(MenuBarState& menu, std::function<FirstRunFacts()> readFirstRun
 
 UiShell::~UiShell() {
     delete jobDialog_.data();
+    delete shareDialog_.data();
 }
 
 void UiShell::createTray() {
@@ -70,18 +74,42 @@ void UiShell::applyIconAttention(bool hasError) {
 
 bool UiShell::hasVisibleWindows() const {
     return menuWindow_->isVisible() || (firstRun_ && firstRun_->isVisible()) ||
-           (jobDialog_ && jobDialog_->isVisible());
+           (jobDialog_ && jobDialog_->isVisible()) || (shareDialog_ && shareDialog_->isVisible());
 }
 
 void UiShell::showFirstRunWindow() {
     if (!firstRun_) {
         firstRun_ = std::make_unique<FirstRunWindow>(
-            readFirstRunFacts_, [this](StepAction action) { perform(action); });
+            [this] { return firstRunFacts(); }, [this](StepAction action) { perform(action); });
     }
     firstRun_->present();
 }
 
+FirstRunFacts UiShell::firstRunFacts() const {
+    FirstRunFacts facts = readFirstRunFacts_ ? readFirstRunFacts_() : FirstRunFacts{};
+    // The share step follows the share manager this shell was given, when it has one.
+    facts.canAddServers = shares_ != nullptr;
+    if (shares_) facts.hasShares = !shares_->shares().get().empty();
+    return facts;
+}
+
+void UiShell::openShareEditor() {
+    if (!shareDialog_ || !shareDialog_->isVisible()) {
+        shareDialog_ = new ShareEditorDialog(*shares_, vpns_);
+        shareDialog_->setAttribute(Qt::WA_DeleteOnClose);
+        // The first share makes the step done.
+        connect(shareDialog_, &QDialog::accepted, this, [this] {
+            if (firstRun_) firstRun_->refresh();
+        });
+    }
+    shareDialog_->present();
+}
+
 void UiShell::perform(StepAction action) {
+    if (action == StepAction::addServer && shares_ != nullptr) {
+        openShareEditor();
+        return;
+    }
     if (action != StepAction::createBackup || jobEditor_ == nullptr) {
         if (performStep_) performStep_(action);
         return;

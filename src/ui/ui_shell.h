@@ -10,6 +10,7 @@
 #include "app/first_run_steps.h"
 #include "menu/restic_job_form.h"
 #include "ui/restic_job_editor_dialog.h"
+#include "ui/share_editor_dialog.h"
 
 class QMenu;
 class QSystemTrayIcon;
@@ -22,8 +23,9 @@ class MenuWindow;
 
 // The desktop side of the app: the tray icon (when the desktop has a tray), its popover and the
 // first-run window. It follows MenuBarState for the icon and hands every user action back
-// through the callbacks it was given, except the first-run window's "Create Backup…", which opens
-// the restic job editor when it has one. Main thread only.
+// through the callbacks it was given, except the first-run window's "Create Backup…" and "Add
+// Server…", which open the restic job editor and the share editor when it has them. Main thread
+// only.
 class UiShell : public QObject, public AppShell {
     Q_OBJECT
 
@@ -31,6 +33,7 @@ public:
     UiShell(MenuBarState& menu, std::function<FirstRunFacts()> readFirstRunFacts,
             std::function<void(StepAction)> performStep, std::function<void()> quit,
             ResticJobEditor* jobEditor = nullptr, ResticJobForm newJob = {},
+            ShareControl* shares = nullptr, VPNServicesObservable* vpns = nullptr,
             QObject* parent = nullptr);
     ~UiShell() override;
 
@@ -48,6 +51,8 @@ public:
     FirstRunWindow* firstRunWindow() const { return firstRun_.get(); }
     // The restic job editor the first-run window opened, while it is open.
     ResticJobEditorDialog* jobDialog() const { return jobDialog_; }
+    // The share editor the first-run window opened, while it is open.
+    ShareEditorDialog* shareDialog() const { return shareDialog_; }
     // Null when the desktop has no tray.
     QSystemTrayIcon* trayIcon() const { return tray_.get(); }
 
@@ -55,6 +60,8 @@ private:
     void createTray();
     void applyIconAttention(bool hasError);
     void perform(StepAction action);
+    FirstRunFacts firstRunFacts() const;
+    void openShareEditor();
 
     MenuBarState& menu_;
     std::function<FirstRunFacts()> readFirstRunFacts_;
@@ -63,6 +70,9 @@ private:
     ResticJobEditor* jobEditor_;
     ResticJobForm newJob_;
     QPointer<ResticJobEditorDialog> jobDialog_;
+    ShareControl* shares_;
+    VPNServicesObservable* vpns_;
+    QPointer<ShareEditorDialog> shareDialog_;
     QIcon normalIcon_;
     QIcon attentionIcon_;
     std::unique_ptr<MenuWindow> menuWindow_;

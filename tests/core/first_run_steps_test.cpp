@@ -72,6 +72,14 @@ TEST(FirstRunSteps, OnLinuxWithoutABackupTheFirstStepCreatesOneAndTheWindowSaysS
     EXPECT_EQ(content.footer, "Kestrow lives in your system tray — look for the rings.");
     EXPECT_EQ(content.steps[1].action, StepAction::enableStartAtLaunch);
     EXPECT_EQ(content.steps[2].action, StepAction::addServer);
+    EXPECT_FALSE(content.steps[2].buttonEnabled) << "no share editor to open";
+    FirstRunFacts withShares = facts;
+    withShares.canAddServers = true;
+    withShares.hasShares = true;
+    const StepCard servers = firstRunContent(withShares).steps[2];
+    EXPECT_TRUE(servers.buttonEnabled);
+    EXPECT_TRUE(servers.done);
+    EXPECT_TRUE(servers.buttonShown) << "more servers can always be added";
     EXPECT_EQ(content.steps[3].action, StepAction::viewWidgetInstructions);
     EXPECT_EQ(content.steps[3].number, 4);
 }

@@ -18,6 +18,7 @@
 #include <QTest>
 #include <memory>
 
+#include "support/fake_share_control.h"
 #include "ui/fake_job_editor.h"
 #include "ui/first_run_window.h"
 #include "ui/menu_window.h"
@@ -104,6 +105,41 @@ TEST_F(UiShellTest, CreateBackupOpensTheJobEditorAndTheStepFollowsTheNewJob) {
     QTest::mouseClick(bare->firstRunWindow()->cards().front()->button(), Qt::LeftButton);
     EXPECT_EQ(performed, (std::vector<StepAction>{StepAction::createBackup}));
     EXPECT_EQ(bare->jobDialog(), nullptr);
+}
+
+TEST_F(UiShellTest, AddServerOpensTheShareEditorAndTheStepIsDoneOnceAShareExists) {
+    // Without a share manager the step has nothing to open.
+    const auto bare = makeShell();
+    bare->showFirstRunWindow();
+    StepCardWidget* bareStep = bare->firstRunWindow()->cards()[2];
+    ASSERT_EQ(bareStep->card().action, StepAction::addServer);
+    EXPECT_FALSE(bareStep->button()->isEnabled());
+    bare->firstRunWindow()->close();
+
+    testing::FakeShareControl shares;
+    VPNServicesObservable vpns;
+    UiShell shell(
+        menu, [this] { return facts; }, [this](StepAction action) { performed.push_back(action); },
+        [] {}, nullptr, {}, &shares, &vpns);
+    shell.showFirstRunWindow();
+    StepCardWidget* step = shell.firstRunWindow()->cards()[2];
+    ASSERT_TRUE(step->button()->isEnabled());
+    EXPECT_FALSE(step->done());
+    QTest::mouseClick(step->button(), Qt::LeftButton);
+    ShareEditorDialog* dialog = shell.shareDialog();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_TRUE(dialog->isVisible());
+    EXPECT_TRUE(shell.hasVisibleWindows());
+    EXPECT_TRUE(performed.empty()) << "the shell handles it";
+    QTest::mouseClick(step->button(), Qt::LeftButton);
+    EXPECT_EQ(shell.shareDialog(), dialog) << "one editor at a time";
+
+    dialog->host().setText(QStringLiteral("nas.local"));
+    dialog->shareName().setText(QStringLiteral("Projects"));
+    dialog->save().click();
+    ASSERT_EQ(shares.calls.size(), 1u);
+    EXPECT_EQ(shares.calls[0].what, "add");
+    EXPECT_TRUE(step->done()) << "the window was refreshed when the share was added";
 }
 
 TEST_F(UiShellTest, QuitFromThePopoverReachesTheApp) {
