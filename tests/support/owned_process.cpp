@@ -32,7 +32,7 @@ bool reap(pid_t pid, int limitMs) {
 }  // namespace
 
 bool OwnedProcess::start(const std::vector<std::string>& argv, const std::filesystem::path& log,
-                         const std::string& input) {
+                         const std::string& input, bool ownGroup) {
     stop();
     std::vector<char*> args;
     for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
@@ -47,12 +47,17 @@ bool OwnedProcess::start(const std::vector<std::string>& argv, const std::filesy
     }
     const pid_t pid = ::fork();
     if (pid == 0) {
+        // A group of its own: what it starts (smbd's helpers, the services a bus activates)
+        // is stopped with it.
+        if (ownGroup) ::setpgid(0, 0);
         ::dup2(in[0], 0);
         ::dup2(out, 1);
         ::dup2(out, 2);
         ::execvp(args[0], args.data());
         ::_exit(127);
     }
+    // Set from both sides, so a stop that comes at once still reaches the group.
+    if (pid > 0 && ownGroup) ::setpgid(pid, pid);
     ::close(in[0]);
     ::close(out);
     if (pid > 0 && !input.empty()) {
@@ -76,11 +81,15 @@ void OwnedProcess::closeInput() {
 void OwnedProcess::stop(int graceMs) {
     closeInput();
     if (pid_ <= 0) return;
-    ::kill(pid_, SIGTERM);
-    if (!reap(pid_, graceMs)) {
-        ::kill(pid_, SIGKILL);
-        reap(pid_, 5000);
-    }
+    // A program that makes its own session (smbd) has no group under its id for a moment.
+    if (::kill(-pid_, SIGTERM) != 0) ::kill(pid_, SIGTERM);
+    if (!reap(pid_, graceMs) && ::kill(-pid_, SIGKILL) != 0) ::kill(pid_, SIGKILL);
+    reap(pid_, 5000);
+    // Whatever of the group outlived its leader gets a moment, then no more.
+    const auto until = Clock::now() + std::chrono::milliseconds(graceMs);
+    while (::kill(-pid_, 0) == 0 && Clock::now() < until)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ::kill(-pid_, SIGKILL);
     pid_ = -1;
 }
 

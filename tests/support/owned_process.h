@@ -19,9 +19,12 @@ public:
     OwnedProcess(const OwnedProcess&) = delete;
     OwnedProcess& operator=(const OwnedProcess&) = delete;
 
+    // `ownGroup` false for a program that makes its own session (it could not as a group
+    // leader): its group then carries its id all the same.
     bool start(const std::vector<std::string>& argv, const std::filesystem::path& log,
-               const std::string& input = {});
-    // SIGTERM, then SIGKILL after `graceMs`; waits for the exit. Safe to call twice.
+               const std::string& input = {}, bool ownGroup = true);
+    // SIGTERM to its process group (the id it was started with), then SIGKILL after `graceMs`;
+    // waits for the exit. Safe to call twice.
     void stop(int graceMs = 3000);
     bool running();
     void closeInput();

@@ -96,7 +96,7 @@ std::optional<std::string> ShareServers::startSmb() {
         smbReady_ = true;
     }
     if (!smbd_.start({"smbd", "-s", config.string(), "--foreground", "--debug-stdout"},
-                     logFolder() / "smbd.stdout"))
+                     logFolder() / "smbd.stdout", {}, false))
         return "smbd did not start";
     if (!waitForListener(445, kStartLimitMs)) {
         smbd_.stop();

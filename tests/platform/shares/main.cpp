@@ -28,11 +28,13 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i)
         listing = listing || std::strcmp(argv[i], "--gtest_list_tests") == 0;
     // Namespaces can only be entered while this process has one thread: before Qt or GLib start.
-    if (!listing) kestrow::testing::problem = kestrow::testing::world.enter();
+    ::testing::InitGoogleTest(&argc, argv);
+    // Listing the tests starts nothing (no Qt either: it would make a runtime folder in /tmp).
+    if (listing) return RUN_ALL_TESTS();
+    kestrow::testing::problem = kestrow::testing::world.enter();
     int result = 0;
     {
         QCoreApplication app(argc, argv);
-        ::testing::InitGoogleTest(&argc, argv);
         result = RUN_ALL_TESTS();
     }
     kestrow::testing::world.leave();
