@@ -6,6 +6,7 @@
 
 #include "app/settings/settings_keys.h"
 #include "shares/mount_ownership.h"
+#include "support/nesting_depth.h"
 
 namespace kestrow {
 namespace {
@@ -18,8 +19,10 @@ constexpr auto kInt64Max = static_cast<std::uint64_t>(std::numeric_limits<std::i
 
 std::vector<OwnedMount> MountLedger::decode(const PlistData& data) {
     if (data.empty()) return {};
-    // The default depth limit of the parser guards against hostile nesting; anything that is
-    // not exactly an array of complete records fails the whole ledger.
+    // Anything that is not exactly an array of complete records fails the whole ledger.
+    if (!jsonNestingWithin(
+            std::string_view(reinterpret_cast<const char*>(data.data()), data.size())))
+        return {};
     const json document = json::parse(data.begin(), data.end(), nullptr, false);
     if (document.is_discarded() || !document.is_array()) return {};
     std::vector<OwnedMount> records;
@@ -33,10 +36,8 @@ std::vector<OwnedMount> MountLedger::decode(const PlistData& data) {
             !fsid->is_number_integer() || from == item.end() || !from->is_string() ||
             boot == item.end() || !boot->is_number_integer())
             return {};
-        if ((fsid->is_number_unsigned() &&
-             fsid->get<std::uint64_t>() > kInt64Max) ||
-            (boot->is_number_unsigned() &&
-             boot->get<std::uint64_t>() > kInt64Max))
+        if ((fsid->is_number_unsigned() && fsid->get<std::uint64_t>() > kInt64Max) ||
+            (boot->is_number_unsigned() && boot->get<std::uint64_t>() > kInt64Max))
             return {};
         records.push_back({mountedOn->get<std::string>(), fsid->get<std::int64_t>(),
                            from->get<std::string>(), boot->get<std::int64_t>()});

@@ -73,10 +73,10 @@ std::optional<OwnedMount> record(const std::string& path, const std::vector<Moun
     return OwnedMount{entry->mountedOn, entry->fsid, entry->from, boot};
 }
 
-std::optional<std::string> mountCreatedByCall(
-    const std::optional<std::vector<MountEntry>>& before,
-    const std::optional<std::vector<MountEntry>>& after,
-    const std::function<bool(const MountEntry&)>& isShare, const std::string& volumesRoot) {
+std::optional<std::string> mountCreatedByCall(const std::optional<std::vector<MountEntry>>& before,
+                                              const std::optional<std::vector<MountEntry>>& after,
+                                              const std::function<bool(const MountEntry&)>& isShare,
+                                              const std::string& volumesRoot) {
     if (!before || !after) return std::nullopt;
     std::optional<std::string> found;
     int candidates = 0;
@@ -103,8 +103,9 @@ bool sameHost(const std::string& a, const std::string& b, const Resolve& resolve
     if (!leftAddresses || leftAddresses->empty()) return false;
     const auto rightAddresses = resolve(right);
     if (!rightAddresses) return false;
-    return std::any_of(leftAddresses->begin(), leftAddresses->end(),
-                       [&](const std::string& address) { return rightAddresses->contains(address); });
+    return std::any_of(
+        leftAddresses->begin(), leftAddresses->end(),
+        [&](const std::string& address) { return rightAddresses->contains(address); });
 }
 
 bool isTimeMachine(const MountEntry& entry, const std::vector<std::string>& destinationURLs,
@@ -134,9 +135,9 @@ std::vector<OwnedMount> adoptable(const std::vector<SMBShare>& shares,
             if (!isUserVolumePath(entry.mountedOn, volumesRoot)) continue;
             if (MountMatching::sourceUser(entry) != share.username) continue;
             if (isTimeMachine(entry, destinationURLs, resolve)) continue;
-            const bool taken = std::any_of(adopted.begin(), adopted.end(), [&](const OwnedMount& r) {
-                return r.mountedOn == entry.mountedOn;
-            });
+            const bool taken =
+                std::any_of(adopted.begin(), adopted.end(),
+                            [&](const OwnedMount& r) { return r.mountedOn == entry.mountedOn; });
             if (!taken) adopted.push_back({entry.mountedOn, entry.fsid, entry.from, boot});
         }
     }

@@ -36,10 +36,10 @@ bool owns(const std::string& path, const std::vector<MountEntry>& table,
 std::optional<OwnedMount> record(const std::string& path, const std::vector<MountEntry>& table,
                                  std::int64_t boot);
 // The path of the one new mount a mount call made, when it is certain which one that was.
-std::optional<std::string> mountCreatedByCall(
-    const std::optional<std::vector<MountEntry>>& before,
-    const std::optional<std::vector<MountEntry>>& after,
-    const std::function<bool(const MountEntry&)>& isShare, const std::string& volumesRoot);
+std::optional<std::string> mountCreatedByCall(const std::optional<std::vector<MountEntry>>& before,
+                                              const std::optional<std::vector<MountEntry>>& after,
+                                              const std::function<bool(const MountEntry&)>& isShare,
+                                              const std::string& volumesRoot);
 
 // Two hosts are one when their normal forms are equal or their addresses meet.
 bool sameHost(const std::string& a, const std::string& b, const Resolve& resolve);
@@ -62,7 +62,7 @@ std::string reasonText(Reason reason, const Wording& wording);
 struct Verdict {
     enum class Kind { owned, leftAlone, notMounted };
     Kind kind = Kind::notMounted;
-    std::string path;               // owned: where to unmount
+    std::string path;                 // owned: where to unmount
     Reason reason = Reason::unknown;  // leftAlone: why not
 
     static Verdict owned(std::string at) { return {Kind::owned, std::move(at), Reason::unknown}; }

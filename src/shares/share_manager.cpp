@@ -14,6 +14,8 @@ ShareManager::ShareManager(ShareManagerParts parts)
 
 ShareManager::~ShareManager() {
     *alive_ = false;
+    stopReconnectTimer();
+    if (startupTask_) parts_.main.cancel(*startupTask_);
     {
         const std::lock_guard lock(mutex_);
         stop_.request_stop();
@@ -24,6 +26,13 @@ ShareManager::~ShareManager() {
 
 void ShareManager::onMain(std::function<void()> task, double delay) {
     parts_.main.postAfter(delay, [alive = std::weak_ptr<bool>(alive_), task = std::move(task)] {
+        const auto token = alive.lock();
+        if (token && *token) task();
+    });
+}
+
+void ShareManager::onQueue(Executor& queue, std::function<void()> task) {
+    queue.post([alive = std::weak_ptr<bool>(alive_), task = std::move(task)] {
         const auto token = alive.lock();
         if (token && *token) task();
     });
@@ -46,7 +55,7 @@ void ShareManager::startMonitoring() {
     parts_.volumeEvents.start(
         [this](std::optional<std::string> mountedOn) { volumeUnmounted(std::move(mountedOn)); });
     const auto shares = list_;
-    parts_.statusQueue.post([this, shares] {
+    onQueue(parts_.statusQueue, [this, shares] {
         adoptEarlierMounts(shares, parts_.table, parts_.destinationURLs, ledger_, parts_.settings,
                            parts_.resolve, parts_.wording, parts_.log);
     });
@@ -120,7 +129,7 @@ void ShareManager::mountAllAutoShares() {
 
 void ShareManager::runAutoMountPass(bool tickerStopCheck) {
     if (!networkAvailable_) return;
-    parts_.statusQueue.post([this, tickerStopCheck] {
+    onQueue(parts_.statusQueue, [this, tickerStopCheck] {
         auto table = parts_.table.current();
         if (!table) {
             parts_.log.once(passNote_, LogLevel::notice,
@@ -160,7 +169,7 @@ void ShareManager::runAutoMountPass(bool tickerStopCheck) {
 // ---- statuses ---------------------------------------------------------------------------------
 
 void ShareManager::updateMountStatuses() {
-    parts_.statusQueue.post([this] {
+    onQueue(parts_.statusQueue, [this] {
         auto table = parts_.table.current();
         if (!table) {
             parts_.log.once(statusNote_, LogLevel::notice,
@@ -191,7 +200,7 @@ void ShareManager::applyStatuses(const std::vector<MountEntry>& table) {
 }
 
 void ShareManager::volumeUnmounted(std::optional<std::string> mountedOn) {
-    parts_.statusQueue.post([this, mountedOn = std::move(mountedOn)] {
+    onQueue(parts_.statusQueue, [this, mountedOn = std::move(mountedOn)] {
         if (mountedOn) {
             ledger_.drop(*mountedOn);
         } else if (const auto table = parts_.table.current()) {
@@ -200,7 +209,7 @@ void ShareManager::volumeUnmounted(std::optional<std::string> mountedOn) {
     });
     onMain(
         [this] {
-            parts_.statusQueue.post([this] {
+            onQueue(parts_.statusQueue, [this] {
                 auto table = parts_.table.current();
                 if (!table) {
                     parts_.log.once(statusNote_, LogLevel::notice,
@@ -257,7 +266,7 @@ void ShareManager::update(SMBShare share, const std::string& password) {
     saveList();
     publish();
     // The old mount goes first (when it is ours), then the edited share is mounted afresh.
-    parts_.unmountQueue.post([this, old = *old, id = share.id] {
+    onQueue(parts_.unmountQueue, [this, old = *old, id = share.id] {
         if (mountedNow(old).value_or(false)) unmountOnQueue(old, false);
         onMain([this, id] {
             const auto current = find(id);
@@ -266,7 +275,9 @@ void ShareManager::update(SMBShare share, const std::string& password) {
     });
 }
 
-void ShareManager::remove(const SMBShare& share) {
+void ShareManager::remove(const SMBShare& requested) {
+    // A copy: `requested` may be an element of the published list, which changes below.
+    const SMBShare share = requested;
     {
         const std::lock_guard lock(mutex_);
         std::erase_if(list_, [&](const SMBShare& s) { return s.id == share.id; });
@@ -278,7 +289,7 @@ void ShareManager::remove(const SMBShare& share) {
     parts_.passwords.deletePassword(share.id);
     saveList();
     publish();
-    parts_.unmountQueue.post([this, share] {
+    onQueue(parts_.unmountQueue, [this, share] {
         if (mountedNow(share).value_or(false)) unmountOnQueue(share, false);
     });
 }

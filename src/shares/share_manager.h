@@ -131,6 +131,8 @@ private:
     std::optional<bool> mountedNow(const SMBShare& share);
     // Runs `task` on the main executor unless the manager is gone by then.
     void onMain(std::function<void()> task, double delay = 0.0);
+    // The same on one of the queues. The app drains its queues before the manager goes.
+    void onQueue(Executor& queue, std::function<void()> task);
 
     ShareManagerParts parts_;
     MountLedger ledger_;

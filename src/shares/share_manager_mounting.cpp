@@ -9,14 +9,16 @@
 namespace kestrow {
 
 void ShareManager::mount(const SMBShare& requested) {
+    // `requested` may be an element of the published list, which the publish below replaces.
+    const std::string id = requested.id;
     {
         const std::lock_guard lock(mutex_);
         // An explicit mount overrides the user's earlier disconnect.
-        manuallyDisconnected_.erase(requested.id);
+        manuallyDisconnected_.erase(id);
         const auto it = std::find_if(list_.begin(), list_.end(),
-                                     [&](const SMBShare& s) { return s.id == requested.id; });
+                                     [&](const SMBShare& s) { return s.id == id; });
         if (it == list_.end()) return;
-        if (!pendingMounts_.insert(requested.id).second) return;
+        if (!pendingMounts_.insert(id).second) return;
         it->status = MountStatus::connecting;
         it->lastError.reset();
     }
@@ -24,8 +26,8 @@ void ShareManager::mount(const SMBShare& requested) {
     // The keyring answers on the main thread, so the password is read before the attempt is
     // queued; a keyring that fails or is locked counts as no password.
     parts_.passwords.getPassword(
-        requested.id, [this, alive = std::weak_ptr<bool>(alive_),
-                       id = requested.id](std::optional<std::string> password) {
+        id, [this, alive = std::weak_ptr<bool>(alive_),
+                     id](std::optional<std::string> password) {
             const auto token = alive.lock();
             if (!token || !*token) return;
             parts_.mountQueue.post([this, alive, id, password = std::move(password)] {
@@ -35,8 +37,7 @@ void ShareManager::mount(const SMBShare& requested) {
         });
 }
 
-void ShareManager::performMount(const std::string& id,
-                                const std::optional<std::string>& password) {
+void ShareManager::performMount(const std::string& id, const std::optional<std::string>& password) {
     const auto share = find(id);
     if (!share || !shouldKeepRetrying(id)) {
         onMain([this, id] { finishMount(id, Outcome::abandoned, std::nullopt); });
@@ -162,7 +163,7 @@ void ShareManager::scheduleOneExtraRetryIfNeeded(const std::string& id, double d
             const auto share = find(id);
             if (!networkAvailable_ || !share || !share->autoMount || isManuallyDisconnected(id))
                 return;
-            parts_.statusQueue.post([this, share = *share] {
+            onQueue(parts_.statusQueue, [this, share = *share] {
                 if (mountedNow(share) != std::optional<bool>(false)) return;
                 onMain([this, id = share.id] {
                     const auto current = find(id);
@@ -189,7 +190,7 @@ MountOwnership::Verdict ShareManager::ownedMountVerdict(const SMBShare& share) {
 }
 
 void ShareManager::unmount(const SMBShare& share) {
-    parts_.unmountQueue.post([this, share] {
+    onQueue(parts_.unmountQueue, [this, share] {
         const auto verdict = ownedMountVerdict(share);
         onMain([this, share, verdict] {
             if (verdict.kind == MountOwnership::Verdict::Kind::leftAlone) {
@@ -203,7 +204,7 @@ void ShareManager::unmount(const SMBShare& share) {
                 extraRetryCount_.erase(share.id);
                 failCount_.erase(share.id);
             }
-            parts_.unmountQueue.post([this, share] { unmountOnQueue(share, true); });
+            onQueue(parts_.unmountQueue, [this, share] { unmountOnQueue(share, true); });
         });
     });
 }
