@@ -266,6 +266,29 @@ TEST(ShareManagerTest, TheTickerStopsWhenAllAreMountedAndKeepsGoingWhileTheTable
     EXPECT_EQ(rig.table.reads, readsWhenMounted);
 }
 
+TEST(ShareManagerTest, AVanishedMountIsForgottenShownAndReconnectedOnItsOwnTimetable) {
+    ShareRig rig(7200.0, {share("A", "data")});
+    rig.start();
+    rig.scheduler.advance(5.0);  // mounted, and the ticker has stopped
+    ASSERT_EQ(rig.shown(0).status, MountStatus::mounted);
+    ASSERT_EQ(MountLedger(rig.settings).load().size(), 1u);
+    const int calls = rig.availability.calls;
+
+    rig.table.removeAt(rig.pathOf("data"));
+    rig.volumes.unmounted(rig.pathOf("data"));
+    rig.scheduler.advance(0.9);
+    EXPECT_TRUE(MountLedger(rig.settings).load().empty());
+    EXPECT_EQ(rig.shown(0).status, MountStatus::mounted);
+    rig.scheduler.advance(0.2);  // the refresh 1 s after the event
+    EXPECT_EQ(rig.shown(0).status, MountStatus::disconnected);
+    // The ticker starts 1 s after the refresh and makes its first pass 1 s later.
+    rig.scheduler.advance(1.8);
+    EXPECT_EQ(rig.availability.calls, calls);
+    rig.scheduler.advance(0.2);
+    EXPECT_EQ(rig.availability.calls, calls + 1);
+    EXPECT_EQ(rig.shown(0).status, MountStatus::mounted);
+}
+
 TEST(ShareManagerTest, ADisconnectedShareIsNeverAutoMountedUntilTheUserMountsIt) {
     ShareRig rig(7200.0, {share("A", "data")});
     rig.start();
