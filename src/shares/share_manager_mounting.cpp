@@ -15,8 +15,8 @@ void ShareManager::mount(const SMBShare& requested) {
         const std::lock_guard lock(mutex_);
         // An explicit mount overrides the user's earlier disconnect.
         manuallyDisconnected_.erase(id);
-        const auto it = std::find_if(list_.begin(), list_.end(),
-                                     [&](const SMBShare& s) { return s.id == id; });
+        const auto it =
+            std::find_if(list_.begin(), list_.end(), [&](const SMBShare& s) { return s.id == id; });
         if (it == list_.end()) return;
         if (!pendingMounts_.insert(id).second) return;
         it->status = MountStatus::connecting;
@@ -26,8 +26,7 @@ void ShareManager::mount(const SMBShare& requested) {
     // The keyring answers on the main thread, so the password is read before the attempt is
     // queued; a keyring that fails or is locked counts as no password.
     parts_.passwords.getPassword(
-        id, [this, alive = std::weak_ptr<bool>(alive_),
-                     id](std::optional<std::string> password) {
+        id, [this, alive = std::weak_ptr<bool>(alive_), id](std::optional<std::string> password) {
             const auto token = alive.lock();
             if (!token || !*token) return;
             parts_.mountQueue.post([this, alive, id, password = std::move(password)] {
