@@ -28,7 +28,8 @@ const Wording& linuxWords() {
 
 QLabel* note(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
-    label->setWordWrap(true);
+    // One line each: a wrapped label in a form gets its height only after the dialog is sized,
+    // and the last line would be cut.
     label->setTextFormat(Qt::PlainText);
     QPalette pal = label->palette();
     pal.setColor(QPalette::WindowText,
