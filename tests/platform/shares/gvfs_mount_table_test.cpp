@@ -135,7 +135,15 @@ TEST(GvfsVolumeEvents, UnmountReachesTheCallbackWithThePath) {
     ASSERT_EQ(servers.startSmb(), std::nullopt);
     GvfsMountTable table;
     GioShareMounter mounter;
-    mounter.mount(testing::smbRequest(servers, servers.password()), [] { return false; }, {});
+    // Mounts run on a worker, as in the product: this thread runs Qt's loop.
+    const auto mountOnWorker = [&] {
+        std::thread([&] {
+            mounter.mount(
+                testing::smbRequest(servers, servers.password()),
+                [&] { return findMount(table, "smbfs", "//root@127.0.0.1/data").has_value(); }, {});
+        }).join();
+    };
+    mountOnWorker();
     const auto entry = findMount(table, "smbfs", "//root@127.0.0.1/data");
     ASSERT_TRUE(entry);
 
@@ -155,7 +163,7 @@ TEST(GvfsVolumeEvents, UnmountReachesTheCallbackWithThePath) {
 
     // After stop, nothing more arrives.
     events.stop();
-    mounter.mount(testing::smbRequest(servers, servers.password()), [] { return false; }, {});
+    mountOnWorker();
     ASSERT_TRUE(mounter.unmount(entry->mountedOn, &error)) << error;
     QTest::qWait(300);
     EXPECT_EQ(paths.size(), 1u);

@@ -121,6 +121,10 @@ public:
         g_source_attach(tick_, context_);
     }
     ~CallContext() {
+        // GIO finishes a call with clean-ups queued on this context (the mount operation's
+        // export on the bus): they run now, or they would be lost with the context.
+        for (int round = 0; round < 100 && g_main_context_pending(context_); ++round)
+            g_main_context_iteration(context_, FALSE);
         g_source_destroy(tick_);
         g_source_unref(tick_);
         g_main_context_pop_thread_default(context_);
