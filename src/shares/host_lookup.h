@@ -22,7 +22,8 @@ public:
     static constexpr double ttl = 60.0;
 
     // The look-ups run on `background`; `clock` dates the answers (monotonic, so a clock set back
-    // cannot keep an answer forever). `resolver` must outlive the look-ups posted to `background`.
+    // cannot keep an answer forever). `resolver` and `clock` must outlive the look-ups posted to
+    // `background`.
     HostLookup(HostResolver& resolver, Clock& clock, Executor& background);
 
     // The addresses of `host`; none when it does not resolve or no answer came within
