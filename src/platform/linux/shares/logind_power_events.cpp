@@ -1,16 +1,18 @@
 #include "platform/linux/shares/logind_power_events.h"
 
+#include <chrono>
+
 namespace kestrow {
 namespace {
 
 const QString kService = QStringLiteral("org.freedesktop.login1");
 const QString kPath = QStringLiteral("/org/freedesktop/login1");
 const QString kInterface = QStringLiteral("org.freedesktop.login1.Manager");
+const QString kSignal = QStringLiteral("PrepareForSleep");
 
 }  // namespace
 
-LogindPowerEvents::LogindPowerEvents(QDBusConnection systemBus, Clock& clock, QObject* parent)
-    : QObject(parent), bus_(std::move(systemBus)), clock_(clock) {}
+LogindPowerEvents::LogindPowerEvents(QDBusConnection systemBus) : bus_(std::move(systemBus)) {}
 
 LogindPowerEvents::~LogindPowerEvents() {
     stop();
@@ -18,26 +20,23 @@ LogindPowerEvents::~LogindPowerEvents() {
 
 bool LogindPowerEvents::start(std::function<void(WallTime)> willSleep, std::function<void()> woke) {
     if (started_) return true;
+    if (!bus_.isConnected()) return false;
     willSleep_ = std::move(willSleep);
     woke_ = std::move(woke);
-    // The subscription holds even while logind is not (yet) on the bus: the signal is matched
-    // by its sender's well-known name.
-    started_ = bus_.isConnected() &&
-               bus_.connect(kService, kPath, kInterface, QStringLiteral("PrepareForSleep"), this,
-                            SLOT(onPrepareForSleep(bool)));
+    started_ =
+        bus_.connect(kService, kPath, kInterface, kSignal, this, SLOT(prepareForSleep(bool)));
     return started_;
 }
 
 void LogindPowerEvents::stop() {
     if (!started_) return;
-    bus_.disconnect(kService, kPath, kInterface, QStringLiteral("PrepareForSleep"), this,
-                    SLOT(onPrepareForSleep(bool)));
+    bus_.disconnect(kService, kPath, kInterface, kSignal, this, SLOT(prepareForSleep(bool)));
     started_ = false;
 }
 
-void LogindPowerEvents::onPrepareForSleep(bool sleeping) {
-    if (sleeping) {
-        if (willSleep_) willSleep_(clock_.now());
+void LogindPowerEvents::prepareForSleep(bool goingToSleep) {
+    if (goingToSleep) {
+        if (willSleep_) willSleep_(std::chrono::system_clock::now());
     } else if (woke_) {
         woke_();
     }

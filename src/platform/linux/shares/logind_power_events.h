@@ -3,19 +3,17 @@
 #include <QDBusConnection>
 #include <QObject>
 
-#include <functional>
-
 #include "platform/system_power_events.h"
-#include "support/clock.h"
 
 namespace kestrow {
 
-// Sleep and wake from logind's PrepareForSleep on the system bus. Linux has no "dark" wake with
-// the display off, so every wake is a full one.
+// Sleep and wake from logind's PrepareForSleep signal on the system bus. Linux does not say what
+// woke the machine, so every wake is a full one. Lives on the main thread, where the signal
+// arrives.
 class LogindPowerEvents final : public QObject, public SystemPowerEvents {
     Q_OBJECT
 public:
-    LogindPowerEvents(QDBusConnection systemBus, Clock& clock, QObject* parent = nullptr);
+    explicit LogindPowerEvents(QDBusConnection systemBus);
     ~LogindPowerEvents() override;
 
     bool start(std::function<void(WallTime)> willSleep, std::function<void()> woke) override;
@@ -23,11 +21,10 @@ public:
     std::optional<std::uint64_t> wakeCapabilities() override { return std::nullopt; }
 
 private Q_SLOTS:
-    void onPrepareForSleep(bool sleeping);
+    void prepareForSleep(bool goingToSleep);
 
 private:
     QDBusConnection bus_;
-    Clock& clock_;
     bool started_ = false;
     std::function<void(WallTime)> willSleep_;
     std::function<void()> woke_;

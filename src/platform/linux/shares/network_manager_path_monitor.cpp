@@ -1,81 +1,75 @@
 #include "platform/linux/shares/network_manager_path_monitor.h"
 
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
-#include <QDBusServiceWatcher>
 #include <QDBusVariant>
+#include <QTimer>
 
 namespace kestrow {
 namespace {
 
 const QString kService = QStringLiteral("org.freedesktop.NetworkManager");
 const QString kPath = QStringLiteral("/org/freedesktop/NetworkManager");
+constexpr int kReplyMs = 2000;
+constexpr std::uint32_t kConnectedLocal = 50;
 
 }  // namespace
 
-NetworkManagerPathMonitor::NetworkManagerPathMonitor(QDBusConnection systemBus, QObject* parent)
-    : QObject(parent), bus_(std::move(systemBus)) {}
+NetworkManagerPathMonitor::NetworkManagerPathMonitor(QDBusConnection systemBus)
+    : bus_(std::move(systemBus)) {}
 
 NetworkManagerPathMonitor::~NetworkManagerPathMonitor() {
     stop();
 }
 
-void NetworkManagerPathMonitor::start(std::function<void(bool satisfied)> changed) {
-    stop();
+bool NetworkManagerPathMonitor::satisfied(std::optional<std::uint32_t> state) {
+    return !state || *state == 0 || *state >= kConnectedLocal;
+}
+
+void NetworkManagerPathMonitor::start(std::function<void(bool)> changed) {
+    if (started_) return;
+    started_ = true;
     changed_ = std::move(changed);
     last_.reset();
-    if (!bus_.isConnected()) {
-        report(true);
-        return;
-    }
-    bus_.connect(kService, kPath, kService, QStringLiteral("StateChanged"), this,
-                 SLOT(onStateChanged(uint)));
-    watcher_ =
-        new QDBusServiceWatcher(kService, bus_, QDBusServiceWatcher::WatchForOwnerChange, this);
-    connect(watcher_, &QDBusServiceWatcher::serviceOwnerChanged, this, [this] { readNow(); });
-    readNow();
+    if (bus_.isConnected())
+        bus_.connect(kService, kPath, kService, QStringLiteral("StateChanged"), this,
+                     SLOT(stateChanged(uint)));
+    // The first reading goes out from the event loop, as every later one does.
+    QTimer::singleShot(0, this, [this] {
+        if (started_) report(satisfied(readState()));
+    });
 }
 
 void NetworkManagerPathMonitor::stop() {
-    if (!changed_) return;
-    bus_.disconnect(kService, kPath, kService, QStringLiteral("StateChanged"), this,
-                    SLOT(onStateChanged(uint)));
-    delete watcher_;
-    watcher_ = nullptr;
-    changed_ = nullptr;
+    if (!started_) return;
+    started_ = false;
+    if (bus_.isConnected())
+        bus_.disconnect(kService, kPath, kService, QStringLiteral("StateChanged"), this,
+                        SLOT(stateChanged(uint)));
 }
 
-void NetworkManagerPathMonitor::readNow() {
+void NetworkManagerPathMonitor::stateChanged(uint state) {
+    if (started_) report(satisfied(state));
+}
+
+std::optional<std::uint32_t> NetworkManagerPathMonitor::readState() {
+    if (!bus_.isConnected()) return std::nullopt;
     auto call = QDBusMessage::createMethodCall(
         kService, kPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     call << kService << QStringLiteral("State");
-    auto* pending = new QDBusPendingCallWatcher(bus_.asyncCall(call, 2000), this);
-    connect(pending, &QDBusPendingCallWatcher::finished, this,
-            [this](QDBusPendingCallWatcher* done) {
-                done->deleteLater();
-                if (!changed_) return;
-                const QDBusPendingReply<QDBusVariant> reply = *done;
-                // No NetworkManager (or one that cannot say): nothing to hold the shares back.
-                if (reply.isError()) {
-                    report(true);
-                    return;
-                }
-                const QVariant value = reply.value().variant();
-                bool isNumber = false;
-                const uint state = value.toUInt(&isNumber);
-                report(isNumber ? satisfied(state) : true);
-            });
-}
-
-void NetworkManagerPathMonitor::onStateChanged(uint state) {
-    report(satisfied(state));
+    const QDBusMessage reply = bus_.call(call, QDBus::Block, kReplyMs);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return std::nullopt;
+    const QVariant value = reply.arguments().constFirst().value<QDBusVariant>().variant();
+    bool ok = false;
+    const uint state = value.toUInt(&ok);
+    if (!ok) return std::nullopt;
+    return state;
 }
 
 void NetworkManagerPathMonitor::report(bool isSatisfied) {
-    if (!changed_ || last_ == isSatisfied) return;
+    if (last_ == isSatisfied) return;
     last_ = isSatisfied;
-    changed_(isSatisfied);
+    if (changed_) changed_(isSatisfied);
 }
 
 }  // namespace kestrow

@@ -3,41 +3,36 @@
 #include <QDBusConnection>
 #include <QObject>
 
-#include <functional>
 #include <optional>
 
 #include "platform/network_path.h"
 
-class QDBusServiceWatcher;
-
 namespace kestrow {
 
-// "Satisfied" while NetworkManager says the machine is connected at least to its local network
-// (state 50 or more) or cannot tell (0). Without NetworkManager on the bus the network counts as
-// there: a desktop without it still reaches its servers, and a wrong "no network" would stop
-// every reconnect.
+// "Satisfied" from NetworkManager's State: connected-local (50) or better, or unknown (0).
+// Without NetworkManager the network counts as there, so shares still get their chance.
 class NetworkManagerPathMonitor final : public QObject, public NetworkPathMonitor {
     Q_OBJECT
 public:
-    explicit NetworkManagerPathMonitor(QDBusConnection systemBus, QObject* parent = nullptr);
+    explicit NetworkManagerPathMonitor(QDBusConnection systemBus);
     ~NetworkManagerPathMonitor() override;
 
     void start(std::function<void(bool satisfied)> changed) override;
     void stop() override;
 
-    static bool satisfied(unsigned state) { return state == 0 || state >= 50; }
+    static bool satisfied(std::optional<std::uint32_t> state);
 
 private Q_SLOTS:
-    void onStateChanged(uint state);
+    void stateChanged(uint state);
 
 private:
-    void readNow();
+    std::optional<std::uint32_t> readState();
     void report(bool satisfied);
 
     QDBusConnection bus_;
-    QDBusServiceWatcher* watcher_ = nullptr;
-    std::function<void(bool)> changed_;
+    bool started_ = false;
     std::optional<bool> last_;
+    std::function<void(bool)> changed_;
 };
 
 }  // namespace kestrow

@@ -2,6 +2,7 @@
 
 #include <QDBusArgument>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 
@@ -12,111 +13,88 @@ namespace kestrow {
 namespace {
 
 const QString kService = QStringLiteral("org.freedesktop.NetworkManager");
-const QString kManagerPath = QStringLiteral("/org/freedesktop/NetworkManager");
-const QString kSettingsPath = QStringLiteral("/org/freedesktop/NetworkManager/Settings");
 const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
-const QString kActiveInterface = QStringLiteral("org.freedesktop.NetworkManager.Connection.Active");
+constexpr int kReplyMs = 2000;
+using SettingsMap = QMap<QString, QVariantMap>;
 
-using ConnectionSettings = QMap<QString, QVariantMap>;
-
-std::vector<QDBusObjectPath> objectPaths(const QVariant& value) {
-    std::vector<QDBusObjectPath> paths;
-    if (value.canConvert<QDBusArgument>()) {
-        const QDBusArgument argument = value.value<QDBusArgument>();
-        if (argument.currentType() != QDBusArgument::ArrayType) return paths;
-        argument.beginArray();
-        while (!argument.atEnd()) {
-            QDBusObjectPath path;
-            argument >> path;
-            paths.push_back(path);
-        }
-        argument.endArray();
-    } else if (value.canConvert<QList<QDBusObjectPath>>()) {
-        for (const auto& path : value.value<QList<QDBusObjectPath>>()) paths.push_back(path);
-    }
-    return paths;
+std::optional<QVariant> property(QDBusConnection& bus, const QString& path,
+                                 const QString& interface, const QString& name) {
+    auto call = QDBusMessage::createMethodCall(kService, path, kProperties, QStringLiteral("Get"));
+    call << interface << name;
+    const QDBusMessage reply = bus.call(call, QDBus::Block, kReplyMs);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return std::nullopt;
+    return reply.arguments().constFirst().value<QDBusVariant>().variant();
 }
 
-VPNConnectionState stateOf(uint activeState) {
-    switch (activeState) {
+QList<QDBusObjectPath> paths(const QVariant& value) {
+    if (value.canConvert<QDBusArgument>()) return qdbus_cast<QList<QDBusObjectPath>>(value);
+    return value.value<QList<QDBusObjectPath>>();
+}
+
+VPNConnectionState stateOf(uint active) {
+    switch (active) {
         case 1:
             return VPNConnectionState::connecting;
         case 2:
             return VPNConnectionState::connected;
         case 3:
             return VPNConnectionState::disconnecting;
-        case 4:
-            return VPNConnectionState::off;
         default:
-            return VPNConnectionState::unavailable;
+            return VPNConnectionState::off;
     }
 }
 
 }  // namespace
 
-NetworkManagerVpnServices::NetworkManagerVpnServices(QDBusConnection systemBus, int replyTimeoutMs)
-    : bus_(std::move(systemBus)), timeoutMs_(replyTimeoutMs) {}
+NetworkManagerVpnServices::NetworkManagerVpnServices(QDBusConnection systemBus)
+    : bus_(std::move(systemBus)) {
+    qDBusRegisterMetaType<SettingsMap>();
+}
 
 std::optional<std::vector<VPNService>> NetworkManagerVpnServices::read() {
     if (!bus_.isConnected()) return std::nullopt;
-    const auto call = [this](const QString& path, const QString& interface, const QString& method,
-                             const QVariantList& arguments = {}) {
-        auto message = QDBusMessage::createMethodCall(kService, path, interface, method);
-        message.setArguments(arguments);
-        return bus_.call(message, QDBus::Block, timeoutMs_);
-    };
-
     const QDBusMessage listed =
-        call(kSettingsPath, QStringLiteral("org.freedesktop.NetworkManager.Settings"),
-             QStringLiteral("ListConnections"));
+        bus_.call(QDBusMessage::createMethodCall(
+                      kService, QStringLiteral("/org/freedesktop/NetworkManager/Settings"),
+                      QStringLiteral("org.freedesktop.NetworkManager.Settings"),
+                      QStringLiteral("ListConnections")),
+                  QDBus::Block, kReplyMs);
     if (listed.type() != QDBusMessage::ReplyMessage || listed.arguments().isEmpty())
         return std::nullopt;
 
+    // The state of each connection that is active now, by UUID.
+    std::map<std::string, VPNConnectionState> states;
+    const auto active = property(bus_, QStringLiteral("/org/freedesktop/NetworkManager"), kService,
+                                 QStringLiteral("ActiveConnections"));
+    if (!active) return std::nullopt;
+    const QString activeInterface =
+        QStringLiteral("org.freedesktop.NetworkManager.Connection.Active");
+    for (const QDBusObjectPath& path : paths(*active)) {
+        const auto uuid = property(bus_, path.path(), activeInterface, QStringLiteral("Uuid"));
+        const auto state = property(bus_, path.path(), activeInterface, QStringLiteral("State"));
+        if (uuid && state) states[uuid->toString().toStdString()] = stateOf(state->toUInt());
+    }
+
     std::vector<VPNService> services;
-    for (const QDBusObjectPath& path : objectPaths(listed.arguments().constFirst())) {
+    for (const QDBusObjectPath& path : paths(listed.arguments().constFirst())) {
         const QDBusMessage reply =
-            call(path.path(), QStringLiteral("org.freedesktop.NetworkManager.Settings.Connection"),
-                 QStringLiteral("GetSettings"));
+            bus_.call(QDBusMessage::createMethodCall(
+                          kService, path.path(),
+                          QStringLiteral("org.freedesktop.NetworkManager.Settings.Connection"),
+                          QStringLiteral("GetSettings")),
+                      QDBus::Block, kReplyMs);
         if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) continue;
-        const QVariant first = reply.arguments().constFirst();
-        if (!first.canConvert<QDBusArgument>()) continue;
-        ConnectionSettings settings;
-        first.value<QDBusArgument>() >> settings;
+        const SettingsMap settings = qdbus_cast<SettingsMap>(reply.arguments().constFirst());
         const QVariantMap connection = settings.value(QStringLiteral("connection"));
         const QString type = connection.value(QStringLiteral("type")).toString();
         if (type != QStringLiteral("vpn") && type != QStringLiteral("wireguard")) continue;
-        const QString uuid = connection.value(QStringLiteral("uuid")).toString();
-        if (uuid.isEmpty()) continue;
-        services.push_back({uuid.toStdString(),
-                            connection.value(QStringLiteral("id")).toString().toStdString(),
-                            VPNConnectionState::off});
-    }
-
-    // The active connections say which of them are up or on their way.
-    const QDBusMessage active = call(kManagerPath, kProperties, QStringLiteral("Get"),
-                                     {kService, QStringLiteral("ActiveConnections")});
-    if (active.type() == QDBusMessage::ReplyMessage && !active.arguments().isEmpty()) {
-        const QVariant value = active.arguments().constFirst().value<QDBusVariant>().variant();
-        for (const QDBusObjectPath& path : objectPaths(value)) {
-            const QDBusMessage uuidReply = call(path.path(), kProperties, QStringLiteral("Get"),
-                                                {kActiveInterface, QStringLiteral("Uuid")});
-            const QDBusMessage stateReply = call(path.path(), kProperties, QStringLiteral("Get"),
-                                                 {kActiveInterface, QStringLiteral("State")});
-            if (uuidReply.type() != QDBusMessage::ReplyMessage ||
-                stateReply.type() != QDBusMessage::ReplyMessage ||
-                uuidReply.arguments().isEmpty() || stateReply.arguments().isEmpty())
-                continue;
-            const std::string uuid = uuidReply.arguments()
-                                         .constFirst()
-                                         .value<QDBusVariant>()
-                                         .variant()
-                                         .toString()
-                                         .toStdString();
-            const uint state =
-                stateReply.arguments().constFirst().value<QDBusVariant>().variant().toUInt();
-            for (VPNService& service : services)
-                if (service.id == uuid) service.state = stateOf(state);
-        }
+        VPNService service;
+        service.id = connection.value(QStringLiteral("uuid")).toString().toStdString();
+        service.name = connection.value(QStringLiteral("id")).toString().toStdString();
+        const auto state = states.find(service.id);
+        service.state = state == states.end() ? VPNConnectionState::off : state->second;
+        services.push_back(std::move(service));
     }
     std::stable_sort(services.begin(), services.end(),
                      [](const VPNService& a, const VPNService& b) { return a.name < b.name; });

@@ -6,18 +6,15 @@
 
 namespace kestrow {
 
-// The VPNs NetworkManager knows: its connections of type "vpn" and "wireguard", each with the
-// state of its active connection (off when it has none). Blocking with a short limit per call;
-// usable from a worker thread.
+// NetworkManager's VPN and WireGuard connections (id = connection UUID, name = connection id),
+// in the states of their active connections. Unreadable without NetworkManager.
 class NetworkManagerVpnServices final : public VpnServices {
 public:
-    explicit NetworkManagerVpnServices(QDBusConnection systemBus, int replyTimeoutMs = 2000);
-
+    explicit NetworkManagerVpnServices(QDBusConnection systemBus);
     std::optional<std::vector<VPNService>> read() override;
 
 private:
     QDBusConnection bus_;
-    int timeoutMs_;
 };
 
 }  // namespace kestrow
