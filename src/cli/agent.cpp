@@ -9,6 +9,7 @@
 #include <QUrl>
 
 #include "app/headless_shell.h"
+#include "app/settings/settings_keys.h"
 #include "app/start_at_launch.h"
 #include "cli/alert_sources.h"
 #include "platform/linux/file_manager_reveal.h"
@@ -19,14 +20,14 @@
 #include "ui/duplicates_window.h"
 #include "ui/menu_window.h"
 #include "ui/restic_job_list.h"
+#include "ui/shares_section.h"
 #include "ui/ui_shell.h"
 
 namespace kestrow {
 namespace {
 
 // The services still to be built; each logs once at start that it is not there yet.
-constexpr std::array<const char*, 6> kServiceNames{
-    "Share monitoring", "VPN monitor", "Nightly backup", "Keep awake", "Caffeine", "Wake observer"};
+constexpr std::array<const char*, 3> kServiceNames{"Nightly backup", "Keep awake", "Caffeine"};
 
 const char* const kWidgetInstructions =
     "Kestrow keeps its latest backup verdict in its shared settings and announces each change on "
@@ -57,8 +58,14 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
       staleWidgetCheck_(widgetHost_, log_),
       menu_(standardStore_, mainExecutor_),
       notifier_(standardStore_, notifications_, log_),
-      backup_({options_.demo, environment_, 5.0, true}, clock_, mainExecutor_, standardStore_,
-              sharedStore_, widgetHost_, &notifier_, log_),
+      backup_({options_.demo, environment_, 5.0, true,
+               [this](const std::string& url) { return shares_.connectedShare(url); }},
+              clock_, mainExecutor_, standardStore_, sharedStore_, widgetHost_, &notifier_, log_),
+      shares_(
+          {options_.demo, options_.demo ? locations_.demoFolder() : locations_.dataHome,
+           locations_.runtimeDir},
+          clock_, mainExecutor_, standardStore_, notifications_, keyring_, sink,
+          [this] { return backupDestinationURLs(); }, Wording::linux(std::nullopt)),
       protectionRefresh_(backup_.model(), mainExecutor_),
       backupMonitoring_(backup_.model()),
       cleaners_(clock_, mainExecutor_, standardStore_, locations_, log_, options_.demo,
@@ -77,7 +84,7 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         auto ui = std::make_unique<UiShell>(
             menu_, [this] { return firstRunFacts(); },
             [this](StepAction action) { perform(action); }, [] { QCoreApplication::quit(); },
-            &backup_.jobEditor(), newJobForm());
+            &backup_.jobEditor(), newJobForm(), &shares_.manager(), &shares_.vpnServices());
         uiShell_ = ui.get();
         QWidget* alertArea = uiShell_->menuWindow().alertArea();
         alertArea->layout()->addWidget(new AlertCardsView(
@@ -87,6 +94,9 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         backupBody->layout()->addWidget(new BackupSection(
             backup_.model(), ResticJobList::Dependencies{backup_.jobEditor(), newJobForm(), {}},
             backupBody));
+        QWidget* sharesBody = uiShell_->menuWindow().sectionBody(MenuSection::networkShares);
+        sharesBody->layout()->addWidget(
+            new SharesSection(shares_.manager(), &shares_.vpnServices(), sharesBody));
         QWidget* cleanersBody = uiShell_->menuWindow().sectionBody(MenuSection::weeklyCleaners);
         cleanersBody->layout()->addWidget(new CleanersSection(
             {standardStore_, cleaners_.developer(), cleaners_.browsers(), mainExecutor_,
@@ -115,10 +125,10 @@ Agent::Agent(Options options, EnvironmentLookup environment, LogSink& sink)
         notifications_,
         staleWidgetCheck_,
         [this] { return makePreferencesFile(); },
-        AppServices{service(0), service(1), protectionRefresh_, backupMonitoring_, service(2),
-                    cleaners_.browsers(), cleaners_.developer(), service(3), service(4),
-                    insights_.driveHealth(), insights_.hogWatch()},
-        service(5),
+        AppServices{shares_.monitoring(), shares_.vpnService(), protectionRefresh_,
+                    backupMonitoring_, service(0), cleaners_.browsers(), cleaners_.developer(),
+                    service(1), service(2), insights_.driveHealth(), insights_.hogWatch()},
+        shares_.wakeService(),
         *shell_,
         menu_,
         log_,
@@ -203,6 +213,21 @@ ResticJobForm Agent::newJobForm() const {
     return ResticJobForm::forNewJob(locations_.home, locations_.cacheHome, locations_.dataHome);
 }
 
+std::optional<std::vector<std::string>> Agent::backupDestinationURLs() {
+    // Read on a queue: the store is safe from any thread. No snapshot means no backup is set
+    // up, so no destination to leave alone; one that cannot be decoded cannot be told.
+    const auto data = sharedStore_.dataValue(keys::preferences);
+    if (!data) return std::vector<std::string>{};
+    const auto preferences = Preferences::fromJson(
+        std::string_view(reinterpret_cast<const char*>(data->data()), data->size()));
+    if (!preferences) return std::nullopt;
+    std::vector<std::string> urls;
+    for (const Destination& destination :
+         preferences->destinations.value_or(std::vector<Destination>{}))
+        if (destination.networkURL) urls.push_back(*destination.networkURL);
+    return urls;
+}
+
 FirstRunFacts Agent::firstRunFacts() {
     const PreferencesFileHandle* file = delegate_ ? delegate_->preferenceFile() : nullptr;
     FirstRunFacts facts;
@@ -212,6 +237,8 @@ FirstRunFacts Agent::firstRunFacts() {
     // Déjà Dup, once configured, is itself the source unless restic jobs are: with no source at
     // all it is not configured.
     const auto& source = backup_.model().source.get();
+    facts.hasShares = !shares_.manager().shares().get().empty();
+    facts.canAddServers = uiShell_ != nullptr;
     facts.backupSetup = BackupSetupFacts{source ? std::optional(source->name) : std::nullopt,
                                          source && source->kind == BackupSourceKind::restic,
                                          backup_.dejaDupConfigured()};
@@ -237,8 +264,7 @@ void Agent::perform(StepAction action) {
             StartAtLaunch(loginItems_, log_).setEnabled(true);
             break;
         case StepAction::addServer:
-            break;  // the share editor arrives with network shares; the button is disabled until
-                    // then
+            break;  // the shell opens the share editor itself
         case StepAction::viewWidgetInstructions:
             QMessageBox::information(nullptr, "Kestrow", kWidgetInstructions);
             break;

@@ -14,12 +14,14 @@
 #include "cli/backup_stack.h"
 #include "cli/cleaner_stack.h"
 #include "cli/insights_stack.h"
+#include "cli/share_stack.h"
 #include "menu/menu_alert_feed.h"
 #include "menu/menu_alert_text.h"
 #include "menu/menu_bar_state.h"
 #include "menu/restic_job_form.h"
 #include "platform/linux/freedesktop_notifications.h"
 #include "platform/linux/linux_widget_host.h"
+#include "platform/linux/qt_keychain_secret_store.h"
 #include "platform/linux/qt_main_executor.h"
 #include "platform/linux/system_clock.h"
 #include "platform/linux/xdg_autostart_login_items.h"
@@ -67,6 +69,8 @@ private:
     void followStartAtLogin(MenuWindow& menuWindow);
     void showDuplicates();
     FirstRunFacts firstRunFacts();
+    // The backup destinations' network URLs, for telling a backup's share from the user's.
+    std::optional<std::vector<std::string>> backupDestinationURLs();
     // What "Add backup…" starts from.
     ResticJobForm newJobForm() const;
     void perform(StepAction action);
@@ -86,7 +90,9 @@ private:
     StaleWidgetCheck staleWidgetCheck_;
     MenuBarState menu_;
     ProtectionNotifier notifier_;
+    QtKeychainSecretStore keyring_;
     BackupStack backup_;
+    ShareStack shares_;
     ProtectionRefresh protectionRefresh_;
     BackupMonitoring backupMonitoring_;
     CleanerStack cleaners_;
@@ -94,7 +100,7 @@ private:
     MenuAlertFeed alerts_;
     Signal<>::Connection settingsRead_;
     Signal<ProtectionVerdict>::Connection verdictFollower_;
-    static constexpr std::size_t kPlaceholderCount = 6;  // the services not built yet
+    static constexpr std::size_t kPlaceholderCount = 3;  // the services not built yet
     std::array<std::unique_ptr<PlaceholderService>, kPlaceholderCount> placeholders_;
     UiShell* uiShell_ = nullptr;
     std::unique_ptr<QWidget> duplicatesWindow_;

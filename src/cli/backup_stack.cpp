@@ -91,19 +91,9 @@ BackupStack::BackupStack(Options options, Clock& clock, Executor& mainExecutor,
     std::vector<BackupSource*> candidates{restic_.get(), dejaDup_.get(), timeMachine_.get()};
     if (demo) candidates = {demo_.get()};
     active_ = std::make_unique<ActiveBackupSource>(std::move(candidates), shared_);
-    model_ = std::make_unique<BackupStatusModel>(
-        BackupStatusModel::Dependencies{clock,
-                                        mainExecutor,
-                                        shared_,
-                                        standardStore,
-                                        *active_,
-                                        *probe,
-                                        *volumes,
-                                        notifier,
-                                        log,
-                                        BackupStatusModel::kMenuRingGeometry,
-                                        {},
-                                        true});
+    model_ = std::make_unique<BackupStatusModel>(BackupStatusModel::Dependencies{
+        clock, mainExecutor, shared_, standardStore, *active_, *probe, *volumes, notifier, log,
+        BackupStatusModel::kMenuRingGeometry, options_.connectedShare, true});
     sourceChanged_ = active_->changed.connect([this] { model_->refresh(); });
     // The launch rules leave the demo alone, and its sources live in memory: it starts at once.
     if (demo) active_->start();

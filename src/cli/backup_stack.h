@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -41,6 +43,8 @@ public:
         // The agent follows every source's changes and runs the hourly backups; a one-shot
         // command reads what is known and does what it is asked.
         bool follow = false;
+        // Whether one of the user's shares with this URL is connected now.
+        std::function<bool(const std::string& networkURL)> connectedShare;
     };
 
     BackupStack(Options options, Clock& clock, Executor& mainExecutor, SettingsStore& standardStore,

@@ -33,8 +33,8 @@ OneShotBackupStack::OneShotBackupStack(const CommandContext& context, bool demo,
           log_),
       widgets_(QDBusConnection::sessionBus()),
       stack_(std::make_unique<BackupStack>(
-          BackupStack::Options{demo, context.environment, probeTimeLimitSeconds}, clock_, executor_,
-          standard_, shared_, widgets_, nullptr, log_)) {}
+          BackupStack::Options{demo, context.environment, probeTimeLimitSeconds, false, {}}, clock_,
+          executor_, standard_, shared_, widgets_, nullptr, log_)) {}
 
 OneShotBackupStack::~OneShotBackupStack() {
     stack_.reset();

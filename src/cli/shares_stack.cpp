@@ -7,22 +7,15 @@
 #include "cli/command_application.h"
 #include "cli/password_input.h"
 #include "platform/linux/qt_keychain_secret_store.h"
+#include "platform/linux/shares/gvfs_mount_table.h"
+#include "shares/mount_ledger.h"
+#include "shares/mount_matching.h"
+#include "shares/mount_ownership.h"
 #include "shares/stored_share_control.h"
+#include "support/log_sink.h"
 
 namespace kestrow {
 namespace {
-
-// A mount table that cannot be read: nothing is claimed about what is mounted.
-class UnreadMountTable final : public MountTable {
-public:
-    explicit UnreadMountTable(std::string volumesRoot) : volumesRoot_(std::move(volumesRoot)) {}
-    std::optional<std::vector<MountEntry>> current() override { return std::nullopt; }
-    std::int64_t bootIdentity() override { return 0; }
-    std::string volumesRoot() const override { return volumesRoot_; }
-
-private:
-    std::string volumesRoot_;
-};
 
 bool runEventsUntil(const std::function<bool()>& done, double seconds) {
     if (done()) return true;
@@ -45,24 +38,31 @@ public:
     explicit StoredSharesStack(const CommandContext& command)
         : store_(command.locations().dataHome),
           passwords_(keyring_),
-          table_((command.locations().runtimeDir / "gvfs").string() + "/"),
+          standard_(command.locations().standardStoreFile(), Logger(sink_, LogArea::mounting)),
+          ledger_(standard_),
           control_(store_, passwords_, table_),
-          context_{control_,
-                   false,
-                   table_,
-                   [] { return std::optional<std::vector<VPNService>>(); },
-                   [](const SMBShare&, const std::vector<MountEntry>&) { return false; },
-                   [] { return readSecretLine("Password: "); },
-                   runEventsUntil,
+          context_{control_, false, table_, [] { return std::optional<std::vector<VPNService>>(); },
+                   // The agent's own ledger: a mount it made in this boot is Kestrow's.
+                   [this](const SMBShare& share, const std::vector<MountEntry>& table) {
+                       const std::int64_t boot = table_.bootIdentity();
+                       const auto owned = ledger_.load();
+                       for (const std::string& path : MountMatching::mountedPaths(share, table))
+                           if (MountOwnership::owns(path, table, owned, boot)) return true;
+                       return false;
+                   },
+                   [] { return readSecretLine("Password: "); }, runEventsUntil,
                    [this] { return control_.settled(); }} {}
 
     SharesCommandContext& context() override { return context_; }
 
 private:
+    StderrLogSink sink_{LogLevel::error};
     QtKeychainSecretStore keyring_;
     ShareStore store_;
     SharePasswords passwords_;
-    UnreadMountTable table_;
+    GvfsMountTable table_;
+    SettingsStore standard_;
+    MountLedger ledger_;
     StoredShareControl control_;
     SharesCommandContext context_;
 };

@@ -14,9 +14,9 @@ public:
     virtual SharesCommandContext& context() = 0;
 };
 
-// The shares file and the keyring, edited as the share manager edits them. Until a share
-// manager and the mount table are wired in here, nothing is connected or disconnected and the
-// mount table reads as unreadable: statuses are the file's, and an unmount is left alone.
+// The shares file and the keyring, edited as the share manager edits them, with statuses and
+// ownership read from the desktop's mount table and the agent's ledger. A command does not
+// connect or disconnect by itself: that is the running agent's work.
 // Needs a QCoreApplication.
 std::unique_ptr<SharesCommandStack> makeSharesCommandContext(const CommandContext& command);
 
